@@ -1,0 +1,2 @@
+// Placeholder until the model types land.
+namespace kestrel::model {}

@@ -1,0 +1,49 @@
+#include <KestrelPlatform/Clock.h>
+
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <mutex>
+
+namespace kestrel::platform {
+namespace {
+
+// A fixed time is kept in an atomic so that the common case of tests (a fixed
+// clock) and of production (no source at all) never takes the lock.
+std::atomic<bool> gHasSource{false};
+std::atomic<bool> gFixedActive{false};
+std::atomic<double> gFixed{0.0};
+std::mutex gSourceMutex;
+Clock::Source gSource;
+
+}  // namespace
+
+double Clock::systemNow() {
+  using namespace std::chrono;
+  return duration<double>(system_clock::now().time_since_epoch()).count();
+}
+
+double Clock::now() {
+  if (gFixedActive.load(std::memory_order_acquire)) return gFixed.load(std::memory_order_relaxed);
+  if (gHasSource.load(std::memory_order_acquire)) {
+    std::lock_guard lock(gSourceMutex);
+    if (gSource) return gSource();
+  }
+  return systemNow();
+}
+
+void Clock::setSource(Source source) {
+  std::lock_guard lock(gSourceMutex);
+  gFixedActive.store(false, std::memory_order_release);
+  gSource = std::move(source);
+  gHasSource.store(static_cast<bool>(gSource), std::memory_order_release);
+}
+
+void Clock::setFixed(double secondsSince1970) {
+  gFixed.store(secondsSince1970, std::memory_order_relaxed);
+  gFixedActive.store(true, std::memory_order_release);
+}
+
+void Clock::reset() { setSource({}); }
+
+}  // namespace kestrel::platform
