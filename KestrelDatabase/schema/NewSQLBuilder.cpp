@@ -1,0 +1,207 @@
+#include <KestrelDatabase/schema/NewSQLBuilder.h>
+
+#include <KestrelPlatform/Log.h>
+
+namespace kestrel {
+namespace {
+
+bool isValidList(const ConditionList* list) {
+  return list == nullptr || (list->size() + 1) % 4 == 0;
+}
+
+const ConditionList* listOrNull(const std::optional<ConditionList>& list) {
+  return list ? &*list : nullptr;
+}
+
+void appendWhere(std::string& sql, const ConditionList* list) {
+  if (list) {
+    sql += " WHERE ";
+    sql += NewSQLBuilder::buildColumnsOperatorsValuesConjuntionString(*list);
+  }
+  sql += ";";
+}
+
+std::string insertStatement(std::string_view verb, std::string_view tableName,
+                            const ColumnValueMap& columnsAndValues) {
+  std::string columns(verb);
+  columns += tableName;
+  columns += " ( ";
+  std::string values = " ( ";
+  bool first = true;
+  for (const auto& [column, value] : columnsAndValues) {
+    if (value.isNull()) continue;
+    if (!first) {
+      columns += ", ";
+      values += ", ";
+    }
+    first = false;
+    columns += "\"" + column + "\"";
+    values += NewSQLBuilder::getStringInQuotes(value);
+  }
+  return columns + " ) VALUES " + values + " ); ";
+}
+
+// Shared by the select-all and delete forms, which differ in head and message.
+std::optional<std::string> statementWithConditions(std::string head, std::string_view tableName,
+                                                   const ConditionList* list,
+                                                   const char* errorMessage) {
+  if (!isValidList(list)) {
+    platform::log("%s", errorMessage);
+    return std::nullopt;
+  }
+  head += tableName;
+  appendWhere(head, list);
+  return head;
+}
+
+constexpr const char* kSelectColumnsError =
+    "SQL Builder ERROR: Wrong parameter for select columns query.";
+
+}  // namespace
+
+std::string NewSQLBuilder::createTableIfNotExist(const NewEntityTable& table) {
+  std::string sql = "CREATE TABLE IF NOT EXISTS ";
+  sql += table.tableName().value_or("");
+  sql += " ( ";
+
+  const auto primaryKey = table.getPrimaryKey();
+  if (primaryKey) {
+    sql += primaryKey->columnName() + " " + primaryKey->stringColumnDataType();
+  } else {
+    sql += " ";
+  }
+  sql += " PRIMARY KEY";
+  if (primaryKey && primaryKey->isAutoIncrement()) sql += " AUTOINCREMENT";
+
+  std::string constraints;
+  for (const auto& column : table.columns()) {
+    if (column->columnType() == NewEntityColumn::kColumnTypePrimaryKey) continue;
+    sql += ", " + column->columnName() + " " + column->stringColumnDataType();
+    if (column->isUnique()) constraints += ", UNIQUE (" + column->columnName() + ")";
+  }
+  sql += constraints;
+
+  if (const auto& foreignKeys = table.getForeignKeys()) {
+    for (const auto& column : *foreignKeys) {
+      sql += ", FOREIGN KEY (" + column->columnName() + " ) REFERENCES " +
+             column->referencedTable().value_or("") + "(" +
+             column->referencedColumn().value_or("") + ") " +
+             column->referencedOptions().value_or("");
+    }
+  }
+  sql += " );";
+  return sql;
+}
+
+std::optional<std::string> NewSQLBuilder::insertOrReplaceInTable(
+    std::string_view tableName, const ColumnValueMap& columnsAndValues) {
+  return insertStatement("INSERT OR REPLACE INTO ", tableName, columnsAndValues);
+}
+
+std::optional<std::string> NewSQLBuilder::insertOrReplaceInTable(
+    const std::optional<std::string>& tableName,
+    const std::optional<ColumnValueMap>& columnsAndValues) {
+  if (!tableName || !columnsAndValues) return std::nullopt;
+  return insertOrReplaceInTable(std::string_view(*tableName), *columnsAndValues);
+}
+
+std::optional<std::string> NewSQLBuilder::insertInTable(std::string_view tableName,
+                                                        const ColumnValueMap& columnsAndValues) {
+  return insertStatement("INSERT OR IGNORE INTO ", tableName, columnsAndValues);
+}
+
+std::optional<std::string> NewSQLBuilder::insertInTable(
+    const std::optional<std::string>& tableName,
+    const std::optional<ColumnValueMap>& columnsAndValues) {
+  if (!tableName || !columnsAndValues) return std::nullopt;
+  return insertInTable(std::string_view(*tableName), *columnsAndValues);
+}
+
+std::optional<std::string> NewSQLBuilder::deleteFromTable(
+    std::string_view tableName,
+    const std::optional<ConditionList>& columnsOperatorsValuesConjunction) {
+  return statementWithConditions("DELETE FROM ", tableName,
+                                 listOrNull(columnsOperatorsValuesConjunction),
+                                 "SQL Builder ERROR: Wrong parameter for delete query.");
+}
+
+std::optional<std::string> NewSQLBuilder::selectAllFromTable(
+    std::string_view tableName,
+    const std::optional<ConditionList>& columnsOperatorsValuesConjunction) {
+  return statementWithConditions("SELECT * FROM ", tableName,
+                                 listOrNull(columnsOperatorsValuesConjunction),
+                                 "SQL Builder ERROR: Wrong parameter for select all query.");
+}
+
+std::optional<std::string> NewSQLBuilder::selectColumnsFromTable(
+    std::string_view tableName, const std::vector<std::string>& columsToSelect,
+    const std::optional<ConditionList>& columnsOperatorsValuesConjunction) {
+  const ConditionList* list = listOrNull(columnsOperatorsValuesConjunction);
+  if (!isValidList(list)) {
+    platform::log("%s", kSelectColumnsError);
+    return std::nullopt;
+  }
+  std::string sql = "SELECT ";
+  for (size_t i = 0; i < columsToSelect.size(); ++i) {
+    if (i > 0) sql += ", ";
+    sql += columsToSelect[i];
+  }
+  sql += " FROM ";
+  sql += tableName;
+  appendWhere(sql, list);
+  return sql;
+}
+
+std::optional<std::string> NewSQLBuilder::updateTable(
+    std::string_view tableName, const ColumnValueMap& columnsAndValues,
+    const std::optional<ConditionList>& columnsOperatorsValuesConjunction) {
+  const ConditionList* list = listOrNull(columnsOperatorsValuesConjunction);
+  if (!isValidList(list)) {
+    platform::log("%s", kSelectColumnsError);
+    return std::nullopt;
+  }
+  std::string sql = "UPDATE ";
+  sql += tableName;
+  sql += " SET ";
+  bool first = true;
+  for (const auto& [column, value] : columnsAndValues) {
+    if (value.isNull()) continue;
+    if (!first) sql += ", ";
+    first = false;
+    sql += column + " = " + getStringInQuotes(value);
+  }
+  appendWhere(sql, list);
+  return sql;
+}
+
+std::optional<std::string> NewSQLBuilder::updateTable(
+    std::string_view tableName, const std::optional<ColumnValueMap>& columnsAndValues,
+    const std::optional<ConditionList>& columnsOperatorsValuesConjunction) {
+  if (!columnsAndValues) return std::nullopt;
+  return updateTable(tableName, *columnsAndValues, columnsOperatorsValuesConjunction);
+}
+
+bool NewSQLBuilder::isValidColumnsOperatorsValuesConjunction(
+    const std::optional<ConditionList>& columnsOperatorsValuesConjunction) {
+  return isValidList(listOrNull(columnsOperatorsValuesConjunction));
+}
+
+std::string NewSQLBuilder::getStringInQuotes(const Value& value) {
+  return "\"" + value.description() + "\"";
+}
+
+std::string NewSQLBuilder::buildColumnsOperatorsValuesConjuntionString(
+    const ConditionList& columnsOperatorsValuesConjunction) {
+  std::string text;
+  for (size_t i = 0; i < columnsOperatorsValuesConjunction.size(); ++i) {
+    const Value& element = columnsOperatorsValuesConjunction[i];
+    if (i % 2 == 0) {
+      text += getStringInQuotes(element);
+    } else {
+      text += " " + element.description() + " ";
+    }
+  }
+  return text;
+}
+
+}  // namespace kestrel
