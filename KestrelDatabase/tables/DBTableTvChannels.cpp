@@ -1,0 +1,29 @@
+#include <KestrelDatabase/tables/DBTableTvChannels.h>
+
+#include <KestrelDatabase/schema/NewEntityTable.h>
+#include <KestrelDatabase/schema/NewSQLBuilder.h>
+
+namespace kestrel {
+
+namespace {
+
+constexpr int kPrimaryKey = NewEntityColumn::kColumnTypePrimaryKey;
+constexpr int kInteger = NewEntityColumn::kDataTypeInteger;
+
+}  // namespace
+
+// ---- Schema hooks -----------------------------------------------------------
+
+std::string DBTableTvChannels::createTableQuery() {
+  auto table = NewEntityTable::initWithTable(kTableName);
+  table->addColumn(kId, kPrimaryKey, kInteger, /*autoIncrement=*/true);
+  table->addColumn(kChannelId, kInteger);
+  table->addColumn(kEventId, kInteger);
+  table->addColumn(kEventTimestamp, kInteger);
+  table->addColumn(kApprove, kInteger);
+  return NewSQLBuilder::createTableIfNotExist(*table);
+}
+
+// ---- Row operations ---------------------------------------------------------
+
+}  // namespace kestrel
