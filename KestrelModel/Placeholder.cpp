@@ -1,2 +1,0 @@
-// Placeholder until the model types land.
-namespace kestrel::model {}
