@@ -20,34 +20,45 @@ Value::Value(const std::vector<std::byte>& b) {
 
 std::int64_t Value::toInt64() const {
   switch (type()) {
-    case Type::Integer: return *integer();
-    case Type::Double: return static_cast<std::int64_t>(*real());
-    case Type::Text: return std::strtoll(text()->c_str(), nullptr, 10);
-    default: return 0;
+    case Type::Integer:
+      return *integer();
+    case Type::Double:
+      return static_cast<std::int64_t>(*real());
+    case Type::Text:
+      return std::strtoll(text()->c_str(), nullptr, 10);
+    default:
+      return 0;
   }
 }
 
 double Value::toDouble() const {
   switch (type()) {
-    case Type::Integer: return static_cast<double>(*integer());
-    case Type::Double: return *real();
-    case Type::Text: return std::strtod(text()->c_str(), nullptr);
+    case Type::Integer:
+      return static_cast<double>(*integer());
+    case Type::Double:
+      return *real();
+    case Type::Text:
+      return std::strtod(text()->c_str(), nullptr);
     case Type::Date:
       return std::chrono::duration<double>(date()->time_since_epoch()).count();
-    default: return 0.0;
+    default:
+      return 0.0;
   }
 }
 
 std::string Value::description() const {
   switch (type()) {
-    case Type::Null: return "<null>";
-    case Type::Integer: return std::to_string(*integer());
+    case Type::Null:
+      return "<null>";
+    case Type::Integer:
+      return std::to_string(*integer());
     case Type::Double: {
       char buffer[64];
       const auto result = std::to_chars(buffer, buffer + sizeof buffer, *real());
       return std::string(buffer, result.ptr);
     }
-    case Type::Text: return *text();
+    case Type::Text:
+      return *text();
     case Type::Blob: {
       static constexpr char kHex[] = "0123456789abcdef";
       std::string out = "<";

@@ -45,35 +45,39 @@ class Value {
   /// The one shared null marker object.
   static const Value& null();
 
-  Value(std::nullptr_t) {}      // NOLINT(google-explicit-constructor)
-  Value(std::nullopt_t) {}      // NOLINT(google-explicit-constructor)
+  Value(std::nullptr_t) {}                                // NOLINT(google-explicit-constructor)
+  Value(std::nullopt_t) {}                                // NOLINT(google-explicit-constructor)
   Value(char c) : data_(static_cast<std::int64_t>(c)) {}  // NOLINT
   Value(bool b) : data_(static_cast<std::int64_t>(b ? 1 : 0)) {}  // NOLINT
   template <std::integral T>
-    requires(!std::same_as<T, bool> && !std::same_as<T, char>)
-  Value(T v) : data_(static_cast<std::int64_t>(v)) {}  // NOLINT
+  requires(!std::same_as<T, bool> && !std::same_as<T, char>) Value(T v)
+      : data_(static_cast<std::int64_t>(v)) {}  // NOLINT
   template <std::floating_point T>
-  Value(T v) : data_(static_cast<double>(v)) {}  // NOLINT
-  Value(std::string s) : data_(std::move(s)) {}  // NOLINT
-  Value(std::string_view s) : data_(std::string(s)) {}  // NOLINT
+  Value(T v) : data_(static_cast<double>(v)) {}                       // NOLINT
+  Value(std::string s) : data_(std::move(s)) {}                       // NOLINT
+  Value(std::string_view s) : data_(std::string(s)) {}                // NOLINT
   Value(const char* s) : data_(s ? std::string(s) : std::string()) {  // NOLINT
     if (!s) data_ = std::monostate{};
   }
-  Value(Blob b) : data_(std::move(b)) {}  // NOLINT
+  Value(Blob b) : data_(std::move(b)) {}                                       // NOLINT
   Value(std::span<const std::uint8_t> b) : data_(Blob(b.begin(), b.end())) {}  // NOLINT
-  Value(const std::vector<std::byte>& b);  // NOLINT
-  Value(Date d) : data_(d) {}  // NOLINT
+  Value(const std::vector<std::byte>& b);                                      // NOLINT
+  Value(Date d) : data_(d) {}                                                  // NOLINT
+  /// Pointers other than C strings have no SQL value; without this they would
+  /// silently turn into the boolean 1.
+  template <class T>
+  requires(!std::same_as<std::remove_cv_t<T>, char>) Value(T*)
+  = delete;
   template <class T>
   Value(const std::optional<T>& v) {  // NOLINT
     if (v) *this = Value(*v);
   }
   /// Any other type with a textual description (operator<<) binds as text.
   template <class T>
-    requires(!std::is_arithmetic_v<std::remove_cvref_t<T>> &&
-             !std::is_convertible_v<const T&, std::string_view> &&
-             !std::is_same_v<std::remove_cvref_t<T>, Value> &&
-             requires(std::ostream& os, const T& t) { os << t; })
-  Value(const T& v) {  // NOLINT
+  requires(!std::is_arithmetic_v<std::remove_cvref_t<T>> && !std::is_pointer_v<T> &&
+           !std::is_convertible_v<const T&, std::string_view> &&
+           !std::is_same_v<std::remove_cvref_t<T>, Value> &&
+           requires(std::ostream & os, const T& t) { os << t; }) Value(const T& v) {  // NOLINT
     std::ostringstream out;
     out << v;
     data_ = out.str();
