@@ -12,13 +12,29 @@
 // success passed to the completion) and the conversion of field translations
 // to and from their stored text also live in this class.
 //
-// Thread-safety: the hooks are pure and may be called from any thread.
+// `delete` is a C++ keyword, so the generic pair is named deleteRows() and
+// updateRows(); the two behave identically and exist so that callers say
+// which kind of statement they run.
+//
+// Thread-safety: the hooks and conversions are pure and may be called from
+// any thread. deleteRows()/updateRows() block on the queue; they must not be
+// called from inside a block of the same queue.
 #pragma once
 
+#include <KestrelModel/FieldTranslations.h>
+
+#include <functional>
+#include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace kestrel {
+
+class FMDatabaseQueue;
+
+/// A write's completion: the statement's success flag.
+using BoolCompletion = std::function<void(bool success)>;
 
 class DBTableAbstract {
  public:
@@ -30,8 +46,33 @@ class DBTableAbstract {
   static std::vector<std::string> updateTableQueries() { return {}; }
   static std::vector<std::string> createIndexes() { return {}; }
 
-  // ---- Generic delete / update and field-translation conversions -----------
-  // (to be added here: they run through the database queue and use the model)
+  // ---- Generic delete / update --------------------------------------------
+
+  /// Runs the statement in a transaction on the queue and passes its success
+  /// to the completion, inside the still open transaction, before returning.
+  /// The transaction commits even when the statement failed. A null queue
+  /// does nothing and calls no completion.
+  static void deleteRows(const std::string& statement,
+                         const std::shared_ptr<FMDatabaseQueue>& queue,
+                         const BoolCompletion& completion = {});
+  /// Word for word the same as deleteRows(), for UPDATE and INSERT statements.
+  static void updateRows(const std::string& statement,
+                         const std::shared_ptr<FMDatabaseQueue>& queue,
+                         const BoolCompletion& completion = {});
+
+  // ---- Field translations as stored text -----------------------------------
+
+  /// Base64 of the value's JSON; absent for an absent value.
+  static std::optional<std::string> convertFieldTranslationsToString(
+      const std::optional<model::FieldTranslations>& translations);
+  /// The reverse; any invalid Base64 (whitespace included) or JSON gives absent.
+  static std::optional<model::FieldTranslations> convertStringToFieldTranslations(
+      const std::optional<std::string>& text);
+
+ private:
+  static void runStatement(const std::string& statement,
+                           const std::shared_ptr<FMDatabaseQueue>& queue,
+                           const BoolCompletion& completion);
 };
 
 }  // namespace kestrel
