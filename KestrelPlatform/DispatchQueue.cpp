@@ -95,6 +95,7 @@ DispatchQueue::DispatchQueue(std::string label)
     : state_(std::make_shared<State>(std::move(label))) {}
 
 DispatchQueue::~DispatchQueue() {
+  const bool insideOwnBlock = isCurrent();
   std::thread worker;
   {
     std::lock_guard lock(state_->mutex);
@@ -103,9 +104,10 @@ DispatchQueue::~DispatchQueue() {
     state_->changed.notify_all();
   }
   if (!worker.joinable()) return;
-  // Dropped from inside one of its own async blocks: the worker cannot join
-  // itself; it finishes the remaining blocks and ends on its own.
-  if (worker.get_id() == std::this_thread::get_id()) {
+  // Dropped from inside one of its own blocks: the worker cannot join itself,
+  // and behind a sync block it waits for that block to end, so joining would
+  // never return. It finishes the remaining blocks and ends on its own.
+  if (insideOwnBlock || worker.get_id() == std::this_thread::get_id()) {
     worker.detach();
   } else {
     worker.join();
@@ -115,13 +117,15 @@ DispatchQueue::~DispatchQueue() {
 const std::string& DispatchQueue::label() const { return state_->label; }
 
 void DispatchQueue::sync(FunctionRef<void()> block) {
-  State& s = *state_;
+  // The block may drop the queue's last owner; the state must outlive it.
+  const std::shared_ptr<State> keepAlive = state_;
+  State& s = *keepAlive;
   {
     std::unique_lock lock(s.mutex);
     if (s.busy || !s.items.empty()) {
       State::SyncTicket ticket;
       s.items.push_back(State::Item{nullptr, &ticket});
-      s.startWorkerLocked(state_);
+      s.startWorkerLocked(keepAlive);
       s.changed.notify_all();
       s.changed.wait(lock, [&] { return ticket.granted; });
     } else {
