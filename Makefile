@@ -18,7 +18,7 @@ build-debug: deps
 	@cmake --build --preset debug -j $(JOBS)
 
 run: build
-	@build/release/tools/kestrel/kestrel --home $(DEMO_HOME)
+	@build/release/tools/kestrel/kestrel inspect --home $(DEMO_HOME) 2>$(DEMO_HOME).log && echo "(start-up log: $(DEMO_HOME).log)"
 
 test: build-debug
 	@ctest --preset debug -j $(JOBS)

@@ -1,0 +1,23 @@
+// The kestrel tool's commands. Each runs against the application home that
+// main() has already set (--home), prints its report through the platform's
+// print path, and returns the process exit status.
+#pragma once
+
+#include <optional>
+
+namespace kestrel::tool {
+
+struct CommonOptions {
+  bool json = false;
+  std::optional<double> now;  // seconds since 1970; fixes the platform clock
+};
+
+/// Runs the start path (creating or upgrading "kestrel.db"), then prints the
+/// database path, the SQLite version, and each table's row and column count.
+int runInspect(const CommonOptions& options);
+
+/// Integrity check plus a comparison of every table's columns with what the
+/// current schema expects. 0 when healthy, 1 when damaged.
+int runCheck(const CommonOptions& options);
+
+}  // namespace kestrel::tool

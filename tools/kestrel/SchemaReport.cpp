@@ -1,0 +1,33 @@
+#include "SchemaReport.h"
+
+#include <KestrelDatabase/schema/FMDBHelper.h>
+#include <KestrelDatabase/sql/FMDatabase.h>
+#include <KestrelDatabase/sql/FMResultSet.h>
+
+namespace kestrel::tool {
+
+std::vector<std::string> columnsOf(FMDatabase& db, const std::string& table) {
+  std::vector<std::string> columns;
+  auto rs = db.getTableSchema(table);
+  while (rs && rs->next()) columns.push_back(rs->stringForColumn("name").value_or(""));
+  if (rs) rs->close();
+  return columns;
+}
+
+std::vector<TableReport> expectedSchema() {
+  std::vector<TableReport> tables;
+  auto db = FMDatabase::databaseWithPath(std::nullopt);  // in memory
+  if (!db->open()) return tables;
+  for (const TableHooks& hooks : FMDBHelper::tableClasses()) {
+    db->executeUpdate(hooks.createTableQuery());
+  }
+  auto rs = db->executeQuery("SELECT name FROM sqlite_master WHERE type = 'table' AND name NOT LIKE 'sqlite_%' ORDER BY rowid");
+  std::vector<std::string> names;
+  while (rs && rs->next()) names.push_back(rs->stringForColumn("name").value_or(""));
+  if (rs) rs->close();
+  for (const std::string& name : names) tables.push_back({name, columnsOf(*db, name), 0});
+  db->close();
+  return tables;
+}
+
+}  // namespace kestrel::tool
