@@ -46,7 +46,10 @@ bool writeAtomically(const std::filesystem::path& path, const std::string& text,
                      std::string& error) {
   std::error_code ec;
   std::filesystem::create_directories(path.parent_path(), ec);
-  std::string temp = (path.parent_path() / ("." + path.filename().string() + ".XXXXXX")).string();
+  // A hidden name beside the file: ".<name>.XXXXXX", made unique by mkstemp.
+  std::string name(".");
+  name.append(path.filename().string()).append(".XXXXXX");
+  std::string temp = (path.parent_path() / name).string();
   const int fd = ::mkstemp(temp.data());
   if (fd < 0) {
     error = errnoText();
@@ -248,7 +251,8 @@ void UserDefaults::store(std::string_view key, Json value) {
 
 bool UserDefaults::writeLocked() {
   // Keys may hold bytes that are not UTF-8; replace them rather than fail.
-  const std::string text = values_.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+  std::string text = values_.dump(2, ' ', false, Json::error_handler_t::replace);
+  text.push_back('\n');
   std::string error;
   if (writeAtomically(path_, text, error)) return true;
   log("WARNING: could not write user defaults at %s: %s", path_.c_str(), error.c_str());

@@ -1,6 +1,7 @@
 #include <KestrelPlatform/UserDefaults.h>
 
 #include <KestrelPlatform/AppHome.h>
+#include <KestrelPlatform/Log.h>
 
 #include <gtest/gtest.h>
 
@@ -170,7 +171,7 @@ TEST_F(UserDefaultsTest, CorruptFileGivesDefaultsAndOneWarning) {
 
 TEST_F(UserDefaultsTest, EmptyOrNonObjectFileCountsAsCorrupt) {
   for (const std::string& bytes : {std::string(), std::string("[1, 2]"), std::string("true"),
-                                  std::string("{\"a\": 1"), std::string("{\"a\": 1} x")}) {
+                                   std::string("{\"a\": 1"), std::string("{\"a\": 1} x")}) {
     writeFile(bytes);
     LogCapture capture;
     auto defaults = UserDefaults::create(file_);
@@ -196,7 +197,7 @@ TEST_F(UserDefaultsTest, UnreadablePathWarnsOnceAndWritesFailQuietly) {
 
 TEST_F(UserDefaultsTest, WritesLeaveNoTemporaryFilesBehind) {
   auto defaults = UserDefaults::create(file_);
-  for (int i = 0; i < 20; ++i) defaults->setInteger(i, "key" + std::to_string(i % 3));
+  for (int i = 0; i < 20; ++i) defaults->setInteger(i, formatString("key%d", i % 3));
   defaults->removeObjectForKey("key0");
   EXPECT_TRUE(defaults->synchronize());
   EXPECT_EQ(filesInFolder(), std::vector<std::string>{"defaults.json"});
@@ -225,7 +226,7 @@ TEST_F(UserDefaultsTest, ConcurrentWritersAllPersist) {
   for (int t = 0; t < kThreads; ++t) {
     threads.emplace_back([&, t] {
       for (int i = 0; i < kKeysPerThread; ++i) {
-        const std::string key = "t" + std::to_string(t) + "k" + std::to_string(i);
+        const std::string key = formatString("t%dk%d", t, i);
         defaults->setInteger(t * 1000 + i, key);
         EXPECT_EQ(defaults->integerForKey(key), t * 1000 + i);
       }
@@ -236,8 +237,7 @@ TEST_F(UserDefaultsTest, ConcurrentWritersAllPersist) {
   auto restarted = UserDefaults::create(file_);
   for (int t = 0; t < kThreads; ++t) {
     for (int i = 0; i < kKeysPerThread; ++i) {
-      EXPECT_EQ(restarted->integerForKey("t" + std::to_string(t) + "k" + std::to_string(i)),
-                t * 1000 + i);
+      EXPECT_EQ(restarted->integerForKey(formatString("t%dk%d", t, i)), t * 1000 + i);
     }
   }
   EXPECT_EQ(filesInFolder(), std::vector<std::string>{"defaults.json"});
