@@ -18,8 +18,8 @@
 namespace kestrel::platform {
 namespace {
 
-// The platform's reading of text as a boolean: after leading spaces, a sign
-// and zeros, "Y", "y", "T", "t" or a digit 1-9 means true.
+// Text read as a boolean: after leading spaces, a sign and zeros, "Y", "y",
+// "T", "t" or a digit 1-9 means true.
 bool textAsBool(const std::string& text) {
   std::size_t i = 0;
   while (i < text.size() && (text[i] == ' ' || text[i] == '\t' || text[i] == '\n')) ++i;
@@ -173,7 +173,7 @@ std::int64_t UserDefaults::integerForKey(std::string_view key) const {
   if (value->is_number_integer()) return value->get<std::int64_t>();
   if (value->is_number_float()) return doubleAsInteger(value->get<double>());
   if (value->is_string()) {
-    // Leading digits, as the platform reads "42 apples"; saturates like strtoll.
+    // The leading digits ("42 apples" reads 42); saturates like strtoll.
     return std::strtoll(value->get_ref<const std::string&>().c_str(), nullptr, 10);
   }
   return 0;

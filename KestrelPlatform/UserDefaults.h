@@ -11,9 +11,10 @@
 // and the next write replaces it with a good file. Nothing here throws or
 // stops the process.
 //
-// Reading a key of another kind converts like the platform's user defaults:
-// numbers and booleans convert into each other, text "true"/"YES"/numbers
-// convert to numbers, numbers convert to their text. Missing keys read as
+// Reading a key of another kind converts: numbers and booleans into each
+// other (true is 1, a non-zero number is true); text to a boolean by its first
+// meaningful character ("YES", "true", "1" are true) and to a number by its
+// leading digits; numbers to their text, booleans to "1"/"0". Missing keys read as
 // false, 0, 0.0 and std::nullopt. Non-finite doubles are kept as the text
 // "nan", "inf" or "-inf" (JSON has no such numbers) and read back as doubles.
 // Text that is not valid UTF-8 is stored with U+FFFD for the broken bytes.
