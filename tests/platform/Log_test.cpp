@@ -72,13 +72,5 @@ TEST(LogTest, LinesFromManyThreadsArriveWhole) {
   }
 }
 
-TEST(LogTest, PrintWritesTextAsItIsToStandardOutput) {
-  ::testing::internal::CaptureStdout();
-  print("%d rows", 3);
-  printText("\nno newline added");
-  EXPECT_EQ(::testing::internal::GetCapturedStdout(), "3 rows\nno newline added");
-  EXPECT_EQ(formatString("%s:%05.1f", "t", 2.25), "t:002.2");
-}
-
 }  // namespace
 }  // namespace kestrel::platform
