@@ -23,9 +23,11 @@
 
 #include <KestrelModel/FieldTranslations.h>
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -35,6 +37,13 @@ class FMDatabaseQueue;
 
 /// A write's completion: the statement's success flag.
 using BoolCompletion = std::function<void(bool success)>;
+
+/// A set of entity IDs as the table layer reads and takes them (ascending).
+using IDSet = std::set<std::int64_t>;
+/// A read's completion with a set of IDs (possibly empty).
+using IDSetCompletion = std::function<void(IDSet ids)>;
+/// A read's completion with a row count.
+using CountCompletion = std::function<void(int count)>;
 
 class DBTableAbstract {
  public:

@@ -3,19 +3,44 @@
 // never a generated row id. kColumns lists all columns in table order with
 // their data type code, for the row mapping.
 //
-// The schema hooks below are pure: they build SQL text and touch no database.
-// Thread-safety: all operations are static; the hooks may be called from any
-// thread.
+// Row flags: a favourite is written by insertEvent() with an explicit mute
+// flag (IS_MUTED 0 or 1); an entity-owned row is written by
+// insertEntityOwnedEvent() and keeps IS_MUTED NULL; a hidden row
+// (IS_HIDDEN 1) is a finished event kept only because a followed team or
+// league owns it, and no longer counts as a favourite; a muted row has
+// IS_MUTED 1. Status types: 1 finished, 2 in progress, 3 not started; 4, 5
+// and 6 count as finished once the start has passed; 8, 9, 10 are live.
+//
+// The row mapping (Event <-> column values) lives in DBTableEventMapper.cpp.
+// Every "now" is platform::Clock::now(), written into statements with "%f".
+//
+// Thread-safety: all operations are static. The schema hooks, the mapping and
+// the statement texts are pure and may be called from any thread. The row
+// operations block on the queue and call their completion on the queue's
+// thread, inside the block, before they return; they must not be called from
+// inside a block of the same queue, and a completion must not call back into
+// it.
 #pragma once
 
 #include <KestrelDatabase/schema/DBTableAbstract.h>
+#include <KestrelDatabase/schema/NewSQLBuilder.h>
+#include <KestrelModel/Event.h>
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <future>
+#include <memory>
+#include <optional>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 namespace kestrel {
+
+class FMDatabaseQueue;
+class FMResultSet;
 
 class DBTableEvent : public DBTableAbstract {
  public:
@@ -305,6 +330,204 @@ class DBTableEvent : public DBTableAbstract {
   static std::vector<std::string> createIndexes();
 
   // ---- Row operations -------------------------------------------------------
+  //
+  // Every operation takes the queue to run on. A null queue means no work and
+  // no completion call. Write completions may be empty; otherwise they are
+  // called exactly once with the success flag. Read completions receive the
+  // result (an empty one when nothing matched or a statement failed); an
+  // empty read completion makes the operation do nothing.
+
+  using EventCompletion = std::function<void(std::optional<model::Event> event)>;
+  using EventListCompletion = std::function<void(std::vector<model::Event> events)>;
+  using EventSetCompletion = std::function<void(std::unordered_set<model::Event> events)>;
+
+  /// Stores an event for a followed team or league (IS_MUTED stays NULL). The
+  /// builder's insert text is "INSERT OR IGNORE INTO", so an existing row with
+  /// the same ID is left untouched; the completion then receives false: it
+  /// gets true only when the statement ran and inserted a row. This is what
+  /// protects favourites from being overwritten.
+  static void insertEntityOwnedEvent(const model::Event& event,
+                                     const std::shared_ptr<FMDatabaseQueue>& queue,
+                                     const BoolCompletion& completion = {});
+  /// Stores a favourite with the given mute flag, replacing any row with the
+  /// same ID (which also clears IS_HIDDEN).
+  static void insertEvent(const model::Event& event, bool isMuted,
+                          const std::shared_ptr<FMDatabaseQueue>& queue,
+                          const BoolCompletion& completion = {});
+  /// Rewrites the row of the event's ID with the mapped values. Values the
+  /// event lacks are left out of the statement, so their columns keep what
+  /// they held. Succeeds (true) even when no row has that ID.
+  static void updateEvent(const model::Event& event, const std::shared_ptr<FMDatabaseQueue>& queue,
+                          const BoolCompletion& completion = {});
+  /// Sets IS_MUTED 1 on the event's row. Takes an Event, while unmuteEvent()
+  /// takes a bare ID.
+  static void muteEvent(const model::Event& event, const std::shared_ptr<FMDatabaseQueue>& queue,
+                        const BoolCompletion& completion = {});
+  /// Sets IS_MUTED 0 on the row with this ID.
+  static void unmuteEvent(std::int64_t eventID, const std::shared_ptr<FMDatabaseQueue>& queue,
+                          const BoolCompletion& completion = {});
+  static void deleteEvent(std::int64_t eventID, const std::shared_ptr<FMDatabaseQueue>& queue,
+                          const BoolCompletion& completion = {});
+  /// Deletes the rows of all the IDs in one statement. An empty set runs no
+  /// SQL and reports false at once (with a queue).
+  static void deleteEvents(const IDSet& eventIDs, const std::shared_ptr<FMDatabaseQueue>& queue,
+                           const BoolCompletion& completion = {});
+
+  /// The event of that ID, or absent.
+  static void getEvent(std::int64_t eventID, const std::shared_ptr<FMDatabaseQueue>& queue,
+                       const EventCompletion& completion);
+  /// Non-hidden rows that started at most 604800 s ago (future ones
+  /// included), oldest start first.
+  static void getAllFavoriteEvents(const std::shared_ptr<FMDatabaseQueue>& queue,
+                                   const EventListCompletion& completion);
+  /// IDs of all non-hidden rows, entity-owned ones included.
+  static void getAllFavoriteEventIDs(const std::shared_ptr<FMDatabaseQueue>& queue,
+                                     const IDSetCompletion& completion);
+  /// IDs of every row.
+  static void getAllEventIDs(const std::shared_ptr<FMDatabaseQueue>& queue,
+                             const IDSetCompletion& completion);
+  /// IDs of non-hidden favourites (IS_MUTED not NULL, muted ones included).
+  static void getFavoriteEventIDs(const std::shared_ptr<FMDatabaseQueue>& queue,
+                                  const IDSetCompletion& completion);
+  /// IDs of the muted rows.
+  static void getMutedEventIDs(const std::shared_ptr<FMDatabaseQueue>& queue,
+                               const IDSetCompletion& completion);
+  /// IDs whose data is old enough for a refresh, by status and start time.
+  static void getEventIDsToRefresh(const std::shared_ptr<FMDatabaseQueue>& queue,
+                                   const IDSetCompletion& completion);
+  /// The number of non-hidden finished rows.
+  static void getFinishedEventsCount(const std::shared_ptr<FMDatabaseQueue>& queue,
+                                     const CountCompletion& completion);
+  /// Runs `sql` and collects the ID column of every row. IDs are read as
+  /// 32-bit integers (larger values are cut to their low 32 bits).
+  static void getIDs(const std::string& sql, const std::shared_ptr<FMDatabaseQueue>& queue,
+                     const IDSetCompletion& completion);
+  /// The same, reading the named column.
+  static void getIntColumn(const std::string& column, const std::string& sql,
+                           const std::shared_ptr<FMDatabaseQueue>& queue,
+                           const IDSetCompletion& completion);
+  /// Runs `sql` and maps every row; rows with equal IDs collapse into one.
+  static void getAllEventsWithQuery(const std::string& sql,
+                                    const std::shared_ptr<FMDatabaseQueue>& queue,
+                                    const EventSetCompletion& completion);
+
+  /// In one transaction: deletes the finished rows that no followed team
+  /// (also as a sub-team) or league owns, then hides the finished rows left
+  /// (with "now" read afresh). True only when both statements succeed; never
+  /// rolls back, so a failed delete still lets the hiding commit.
+  static void deleteFinishedEvents(const std::shared_ptr<FMDatabaseQueue>& queue,
+                                   const BoolCompletion& completion = {});
+  /// Deletes rows that started more than 604800 s ago, rows of a followed
+  /// team or league that start more than 4838400 s ahead, and rows without a
+  /// start.
+  static void deleteOldEvents(const std::shared_ptr<FMDatabaseQueue>& queue,
+                              const BoolCompletion& completion = {});
+
+  /// One-time conversion of old favourites: unmuted favourites already covered
+  /// by a followed team or league become entity-owned (IS_MUTED NULL), and
+  /// entity-owned rows without a followed owner become unmuted favourites
+  /// (IS_MUTED 0). Muted rows stay as they are. Runs the two statements of
+  /// migrationStatements() in order on another thread; the future is ready
+  /// when both have run (at once for a null queue).
+  static std::future<void> migrateFavoriteNotificationEvents(
+      const std::shared_ptr<FMDatabaseQueue>& queue);
+  /// The same on the calling thread; the completion gets true when both
+  /// statements succeeded.
+  static void migrateFavoriteNotificationEvents(const std::shared_ptr<FMDatabaseQueue>& queue,
+                                                const BoolCompletion& completion);
+
+  // ---- Statement texts ---------------------------------------------------------
+  // The exact texts the operations run, for callers that need to run or
+  // count them themselves. `now` is seconds since 1970, written with "%f".
+
+  static std::string allFavoriteEventsQuery(double now);
+  static std::string allFavoriteEventIDsQuery();
+  static std::string allEventIDsQuery();
+  static std::string favoriteEventIDsQuery();
+  static std::string mutedEventIDsQuery();
+  static std::string finishedEventsCountQuery(double now);
+  /// Sixteen clauses of status, time to/since start and age of the row's
+  /// data, all with strict bounds, behind "START_DATE >= 604800".
+  static std::string eventIDsToRefreshQuery(double now);
+  /// "DELETE FROM EventTable_ WHERE ID IN (1, 2, 3)"; absent for no IDs.
+  static std::optional<std::string> deleteEventsStatement(const IDSet& eventIDs);
+  static std::string finishedEventsDeleteStatement(double now);
+  static std::string hideFinishedEventsStatement(double now);
+  static std::string oldEventsDeleteStatement(double now);
+  /// The two UPDATE statements of the favourite migration, in run order.
+  static std::array<std::string, 2> migrationStatements();
+
+  // ---- Row mapping (DBTableEventMapper.cpp) -----------------------------------
+  //
+  // Both directions are total: any event gives a full map, and any row, with
+  // NULLs, text in integer columns or columns missing from an old table,
+  // gives an Event (missing or unreadable values read as absent or 0).
+
+  /// Where each column of kColumns sits in the rows of one result set (-1 when
+  /// it has no such column, or the mapping does not read it). Build it after
+  /// the first next(); looking a missing column up logs the result set's
+  /// warning once, instead of once per row.
+  struct RowLayout {
+    std::array<int, kColumnCount> indexes{};
+  };
+  static RowLayout rowLayoutForResultSet(const FMResultSet& resultSet);
+
+  /// Every mapped column (all but IS_MUTED and IS_HIDDEN), in a fixed order,
+  /// each present even when the event lacks its value (the null marker).
+  /// Lists are joined with ","; an empty list is the null marker. LAST_UPDATE
+  /// is Clock::now() as a double; SPORT_ROWS is always 0. Values under an
+  /// absent part (tournament, team, score, ...) are the null marker, its
+  /// flags included; the event's own flags are always 0 or 1.
+  static ColumnValueMap mapAllPropertiesToColumns(const model::Event& event);
+
+  /// The event of the result set's current row. Builds the row layout on each
+  /// call; mapping many rows, build it once and use the second form.
+  static model::Event mapEventFromResultSet(const FMResultSet& resultSet);
+  static model::Event mapEventFromResultSet(const FMResultSet& resultSet, const RowLayout& layout);
+
+ private:
+  /// Positions in kColumns of the columns one sub-mapper reads.
+  struct SubteamColumns {
+    std::size_t id, name, fieldTranslations;
+  };
+  struct TeamColumns {
+    std::size_t id, name, shortName, flag, nameCode, fieldTranslations;
+    SubteamColumns subteam1, subteam2;
+  };
+  struct ScoreColumns {
+    std::size_t current, normalTime, aggregated, penalties, point, scoreDescription, periods;
+    std::array<std::size_t, 7> period;
+    std::size_t tieBreaks;
+  };
+  struct ChangesColumns {
+    std::size_t changes, timestamp, hasChanges;
+  };
+
+  // The read sub-mappers, in the order mapEventFromResultSet() uses them.
+  static model::Tournament mapTournamentModelFromResultSet(const FMResultSet& resultSet,
+                                                           const RowLayout& layout);
+  static model::Sport mapSportModelFromResultSet(const FMResultSet& resultSet,
+                                                 const RowLayout& layout);
+  static model::Team mapTeamFromResultSet(const FMResultSet& resultSet, const RowLayout& layout,
+                                          const TeamColumns& columns);
+  /// Absent when the sub-team's ID column is NULL.
+  static std::optional<model::Team> mapSubteamFromsResultSet(const FMResultSet& resultSet,
+                                                             const RowLayout& layout,
+                                                             const SubteamColumns& columns);
+  static model::EventTime mapTimeFromResultSet(const FMResultSet& resultSet,
+                                               const RowLayout& layout);
+  static model::EventScore mapScoreFromResultSet(const FMResultSet& resultSet,
+                                                 const RowLayout& layout,
+                                                 const ScoreColumns& columns);
+  static model::EventChanges mapChangesFromResultSet(const FMResultSet& resultSet,
+                                                     const RowLayout& layout,
+                                                     const ChangesColumns& columns);
+  static model::StatusTime mapStatusTimeFromResultSet(const FMResultSet& resultSet,
+                                                      const RowLayout& layout);
+  static model::TimeInfo mapTimeinfoFromResultSet(const FMResultSet& resultSet,
+                                                  const RowLayout& layout);
+  static model::YardDistance mapYardDistanceFromResultSet(const FMResultSet& resultSet,
+                                                          const RowLayout& layout);
 };
 
 }  // namespace kestrel
