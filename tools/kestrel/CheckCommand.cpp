@@ -26,8 +26,9 @@ struct KnownGap {
 constexpr KnownGap kKnownGaps[] = {{"EventTable_", "AM_FOOTBALL_CURRENT_TEAM_HALF"}};
 
 bool isKnownGap(const std::string& table, const std::string& column) {
-  return std::any_of(std::begin(kKnownGaps), std::end(kKnownGaps),
-                     [&](const KnownGap& gap) { return table == gap.table && column == gap.column; });
+  return std::any_of(std::begin(kKnownGaps), std::end(kKnownGaps), [&](const KnownGap& gap) {
+    return table == gap.table && column == gap.column;
+  });
 }
 
 struct TableFinding {
@@ -45,10 +46,11 @@ int runCheck(const CommonOptions& options) {
       platform::AppHome::root() / "Documents" / FMDBHelper::kDatabaseFileName;
   if (!std::filesystem::exists(path)) {
     if (options.json) {
-      print("%s\n", platform::Json{{"database", path.string()}, {"healthy", false},
-                                   {"error", "no database file"}}
-                        .dump(2)
-                        .c_str());
+      print("%s\n",
+            platform::Json{
+                {"database", path.string()}, {"healthy", false}, {"error", "no database file"}}
+                .dump(2)
+                .c_str());
     } else {
       print("database: %s\nno database file\n", path.c_str());
     }
@@ -79,7 +81,8 @@ int runCheck(const CommonOptions& options) {
       healthy = false;
     }
     for (const std::string& column : expected.columns) {
-      if (finding.missing || std::find(actual.begin(), actual.end(), column) != actual.end()) continue;
+      if (finding.missing || std::find(actual.begin(), actual.end(), column) != actual.end())
+        continue;
       if (isKnownGap(expected.name, column)) {
         finding.knownGaps.push_back(column);
       } else {

@@ -21,7 +21,9 @@ std::vector<TableReport> expectedSchema() {
   for (const TableHooks& hooks : FMDBHelper::tableClasses()) {
     db->executeUpdate(hooks.createTableQuery());
   }
-  auto rs = db->executeQuery("SELECT name FROM sqlite_master WHERE type = 'table' AND name NOT LIKE 'sqlite_%' ORDER BY rowid");
+  auto rs = db->executeQuery(
+      "SELECT name FROM sqlite_master WHERE type = 'table' AND name NOT LIKE 'sqlite_%' ORDER BY "
+      "rowid");
   std::vector<std::string> names;
   while (rs && rs->next()) names.push_back(rs->stringForColumn("name").value_or(""));
   if (rs) rs->close();
