@@ -82,8 +82,4 @@ std::string Value::description() const {
   return {};
 }
 
-std::ostream& operator<<(std::ostream& out, const Value& value) {
-  return out << value.description();
-}
-
 }  // namespace kestrel

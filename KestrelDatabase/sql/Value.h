@@ -106,10 +106,17 @@ class Value {
 
   bool operator==(const Value& other) const = default;
 
+  /// Writes description(). Takes exactly a Value (no conversions), so asking
+  /// whether some other type streams never goes through the converting
+  /// constructor above, which would ask the same question again.
+  template <class V>
+  requires std::same_as<V, Value>
+  friend std::ostream& operator<<(std::ostream& out, const V& value) {
+    return out << value.description();
+  }
+
  private:
   std::variant<std::monostate, std::int64_t, double, std::string, Blob, Date> data_;
 };
-
-std::ostream& operator<<(std::ostream& out, const Value& value);
 
 }  // namespace kestrel
