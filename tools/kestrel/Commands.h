@@ -20,4 +20,11 @@ int runInspect(const CommonOptions& options);
 /// current schema expects. 0 when healthy, 1 when damaged.
 int runCheck(const CommonOptions& options);
 
+/// Event retention: deleteFinishedEvents, then deleteOldEvents; prints how
+/// many rows were deleted and hidden (with --json, also their IDs).
+int runPurge(const CommonOptions& options);
+
+/// Prints the IDs of the events due for a refresh, ascending.
+int runRefreshDue(const CommonOptions& options);
+
 }  // namespace kestrel::tool

@@ -3,6 +3,8 @@
 //   kestrel [--version] [--home DIR]          version and resolved home
 //   kestrel inspect [--home DIR] [--json]     create/upgrade, then report
 //   kestrel check   [--home DIR] [--json]     integrity and schema check
+//   kestrel purge   [--home DIR] [--json] [--now SECONDS]        retention
+//   kestrel refresh-due [--home DIR] [--json] [--now SECONDS]    due IDs
 //
 // Options may stand anywhere after the command name.
 #include "Commands.h"
@@ -52,6 +54,10 @@ int main(int argc, char** argv) {
              tool::runInspect);
   addCommand("check", "Check integrity and compare the schema with the current one", false,
              tool::runCheck);
+  addCommand("purge", "Delete finished and old events, hide finished ones a followed entity owns",
+             true, tool::runPurge);
+  addCommand("refresh-due", "List the events whose data is due for a refresh", true,
+             tool::runRefreshDue);
 
   CLI11_PARSE(app, argc, argv);
   if (home) platform::AppHome::setRoot(*home);
