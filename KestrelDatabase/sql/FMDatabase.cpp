@@ -186,9 +186,8 @@ void FMDatabase::warnInUse() {
 }
 
 void FMDatabase::clearCachedStatements() {
-  for (auto& [sql, statements] : cachedStatements_) {
-    for (const auto& statement : statements) statement->close();
-  }
+  // A statement an open result set still runs stays alive with it and is
+  // finalised when that result set closes; the others are finalised here.
   cachedStatements_.clear();
 }
 

@@ -38,8 +38,8 @@ class FMResultSet {
   struct Passkey {};
 
  public:
-  /// A result set over `statement` for `parentDB`, registered with the
-  /// connection as open. Used by the connection's executeQuery().
+  /// A result set over `statement` for `parentDB`. Used by the connection's
+  /// executeQuery(), which also records it as open.
   static std::shared_ptr<FMResultSet> resultSetWithStatement(std::shared_ptr<FMStatement> statement,
                                                              FMDatabase* parentDB,
                                                              bool shouldAutoClose);

@@ -295,6 +295,19 @@ TEST_F(FMDatabaseTest, CachedStatementsAreReusedAndNeverShared) {
   second->close();
 }
 
+TEST_F(FMDatabaseTest, TurningCachingOffKeepsARunningStatementAlive) {
+  db->setShouldCacheStatements(true);
+  ASSERT_TRUE(db->executeUpdate("insert into t values (1), (2)"));
+  auto rs = db->executeQuery("select v from t order by v");
+  ASSERT_TRUE(rs && rs->next());
+  db->setShouldCacheStatements(false);
+  ASSERT_TRUE(rs->next());
+  EXPECT_EQ(rs->intForColumn("v"), 2);
+  rs->close();
+  EXPECT_TRUE(db->close());
+  EXPECT_EQ(logs.count("Closing leaked statement"), 0u);
+}
+
 TEST_F(FMDatabaseTest, CachedStatementSeesColumnsAddedBySchemaChange) {
   db->setShouldCacheStatements(true);
   ASSERT_TRUE(db->executeUpdate("insert into t values (1)"));
