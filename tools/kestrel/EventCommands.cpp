@@ -1,6 +1,9 @@
 #include "Commands.h"
 
 #include <KestrelDatabase/schema/FMDBHelper.h>
+#include <KestrelDatabase/sql/FMDatabase.h>
+#include <KestrelDatabase/sql/FMDatabaseQueue.h>
+#include <KestrelDatabase/sql/FMResultSet.h>
 #include <KestrelDatabase/tables/DBTableEvent.h>
 #include <KestrelPlatform/AppHome.h>
 #include <KestrelPlatform/Json.h>
@@ -22,9 +25,15 @@ std::unique_ptr<FMDBHelper> openHome() {
   return helper;
 }
 
+// Full 64-bit IDs (the table's own getIDs reads them as 32-bit integers).
 IDSet idsFrom(const std::shared_ptr<FMDatabaseQueue>& queue, const std::string& sql) {
   IDSet ids;
-  DBTableEvent::getIDs(sql, queue, [&](IDSet found) { ids = std::move(found); });
+  queue->inDatabase([&](FMDatabase* db) {
+    if (!db) return;
+    auto rs = db->executeQuery(sql);
+    while (rs && rs->next()) ids.insert(rs->longLongIntForColumnIndex(0));
+    if (rs) rs->close();
+  });
   return ids;
 }
 
