@@ -90,13 +90,9 @@ std::optional<std::string> FMResultSet::columnNameForIndex(int columnIdx) const 
   return std::string(name);
 }
 
-int FMResultSet::columnIndexForName(std::string_view columnName) const {
-  const int index = statement_ ? statement_->columnIndexForName(columnName) : -1;
-  if (index < 0) {
-    platform::log("Warning: I could not find the column named '%s'.",
-                  ColumnNameMap::lowercased(columnName).c_str());
-  }
-  return index;
+void FMResultSet::warnUnknownColumn(std::string_view columnName) {
+  platform::log("Warning: I could not find the column named '%s'.",
+                ColumnNameMap::lowercased(columnName).c_str());
 }
 
 // ---- Numbers: 0 for NULL and for an index out of range ----
@@ -151,13 +147,23 @@ bool FMResultSet::boolForColumn(std::string_view columnName) const {
 
 // ---- Text, bytes and dates ----
 
-std::optional<std::string> FMResultSet::stringForColumnIndex(int columnIdx) const {
-  if (!inRange(columnIdx) || sqlite3_column_type(handle_, columnIdx) == SQLITE_NULL) {
-    return std::nullopt;
-  }
+std::optional<std::string_view> FMResultSet::textNoCopyForColumnIndex(int columnIdx) const {
+  if (!inRange(columnIdx)) return std::nullopt;
+  // sqlite3_column_text gives nullptr exactly for NULL (or out of memory).
   const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(handle_, columnIdx));
   if (text == nullptr) return std::nullopt;
-  return std::string(text, static_cast<std::size_t>(sqlite3_column_bytes(handle_, columnIdx)));
+  return std::string_view(text, static_cast<std::size_t>(sqlite3_column_bytes(handle_, columnIdx)));
+}
+
+std::optional<std::string_view> FMResultSet::textNoCopyForColumn(
+    std::string_view columnName) const {
+  return textNoCopyForColumnIndex(columnIndexForName(columnName));
+}
+
+std::optional<std::string> FMResultSet::stringForColumnIndex(int columnIdx) const {
+  const auto text = textNoCopyForColumnIndex(columnIdx);
+  if (!text) return std::nullopt;
+  return std::string(*text);
 }
 
 std::optional<std::string> FMResultSet::stringForColumn(std::string_view columnName) const {

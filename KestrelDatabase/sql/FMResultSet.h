@@ -70,7 +70,12 @@ class FMResultSet {
   int columnCount() const;
   std::optional<std::string> columnNameForIndex(int columnIdx) const;
   /// The index of the column (any case), or -1 with a warning line.
-  int columnIndexForName(std::string_view columnName) const;
+  int columnIndexForName(std::string_view columnName) const {
+    const int index = statement_ ? statement_->columnIndexForName(columnName) : -1;
+    if (index < 0) [[unlikely]]
+      warnUnknownColumn(columnName);
+    return index;
+  }
 
   int intForColumn(std::string_view columnName) const;
   int intForColumnIndex(int columnIdx) const;
@@ -88,6 +93,10 @@ class FMResultSet {
   /// Text, or absent for NULL or an index out of range.
   std::optional<std::string> stringForColumn(std::string_view columnName) const;
   std::optional<std::string> stringForColumnIndex(int columnIdx) const;
+  /// The text in place (no copy), valid until the next step or close; absent
+  /// as for stringForColumn().
+  std::optional<std::string_view> textNoCopyForColumn(std::string_view columnName) const;
+  std::optional<std::string_view> textNoCopyForColumnIndex(int columnIdx) const;
   /// A copy of the blob, or absent for NULL, out of range or an empty blob.
   std::optional<std::vector<std::uint8_t>> dataForColumn(std::string_view columnName) const;
   std::optional<std::vector<std::uint8_t>> dataForColumnIndex(int columnIdx) const;
@@ -125,6 +134,7 @@ class FMResultSet {
   void close();
 
  private:
+  static void warnUnknownColumn(std::string_view columnName);
   bool inRange(int columnIdx) const {
     return static_cast<unsigned>(columnIdx) < static_cast<unsigned>(columnCount_);
   }

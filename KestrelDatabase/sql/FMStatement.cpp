@@ -24,11 +24,6 @@ void FMStatement::close() {
   columnMapBuilt_ = false;
 }
 
-int FMStatement::columnIndexForName(std::string_view name) {
-  if (!columnMapBuilt_) buildColumnMap();
-  return columnMap_.find(name);
-}
-
 void FMStatement::checkColumnMap() {
   if (columnMapBuilt_ && handle_ &&
       sqlite3_stmt_status(handle_.get(), SQLITE_STMTSTATUS_REPREPARE, 0) !=

@@ -52,7 +52,11 @@ class FMStatement {
   void close();
 
   /// The index of the result column called `name` (any case), or -1.
-  int columnIndexForName(std::string_view name);
+  int columnIndexForName(std::string_view name) {
+    if (!columnMapBuilt_) [[unlikely]]
+      buildColumnMap();
+    return columnMap_.find(name);
+  }
 
   /// Forgets the column map when SQLite has re-prepared the statement since
   /// the map was built. Cheap; called once per run of the statement.

@@ -48,6 +48,7 @@ TEST_F(FMResultSetTest, ReadsEveryTypeByIndexAndByName) {
   EXPECT_EQ(rs->doubleForColumn("SCORE"), 2.5);
   EXPECT_FALSE(rs->boolForColumn("IS_MUTED"));
   EXPECT_EQ(rs->stringForColumn("NAME"), "Derby");
+  EXPECT_EQ(rs->textNoCopyForColumn("name"), std::string_view("Derby"));
   EXPECT_EQ(rs->dataForColumn("FLAGS"), (std::vector<std::uint8_t>{1, 2, 3}));
   const auto view = rs->dataNoCopyForColumn("flags");
   ASSERT_TRUE(view.has_value());
@@ -76,7 +77,14 @@ TEST_F(FMResultSetTest, NullColumnsReadAsAbsentOrTheNullMarker) {
   // A zero-length blob has no bytes: absent, and the null marker as object.
   EXPECT_EQ(rs->dataForColumn("FLAGS"), std::nullopt);
   EXPECT_EQ(rs->objectForColumn("FLAGS"), Value::null());
+  EXPECT_EQ(rs->textNoCopyForColumn("NAME"), std::nullopt);
   rs->close();
+
+  auto empty = db->executeQuery("select ''");
+  ASSERT_TRUE(empty && empty->next());
+  EXPECT_EQ(empty->stringForColumnIndex(0), "");  // empty text is not NULL
+  EXPECT_EQ(empty->textNoCopyForColumnIndex(0), std::string_view());
+  empty->close();
 }
 
 TEST_F(FMResultSetTest, GetIntegerTellsNullFromZero) {
