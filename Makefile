@@ -27,17 +27,21 @@ test: build-debug
 # repetitions of all cases are interleaved at random, so load from other work
 # on a shared machine falls on ours and the baselines alike; many short
 # samples give steadier medians there than a few long ones. The JSON results
-# go to BENCH_OUT, the console output to bench-console.txt beside it (shown
-# when the run fails), and scripts/bench-report prints the ratio table. Pass
-# BENCH_FLAGS to change the run (e.g. BENCH_FLAGS=--benchmark_filter=Point).
+# go to BENCH_OUT, the build and console output to bench-build.txt and
+# bench-console.txt beside it (shown when that step fails), and
+# scripts/bench-report prints the ratio table. Pass BENCH_FLAGS to change the
+# run (e.g. BENCH_FLAGS=--benchmark_filter=Point).
 BENCH_OUT ?= build/release/bench-results.json
-BENCH_CONSOLE = $(dir $(BENCH_OUT))bench-console.txt
+BENCH_LOG_DIR = $(dir $(BENCH_OUT))
+BENCH_CONSOLE = $(BENCH_LOG_DIR)bench-console.txt
 BENCH_FLAGS ?= --benchmark_min_time=0.1 --benchmark_repetitions=15 \
 	--benchmark_report_aggregates_only=true --benchmark_enable_random_interleaving=true
 
 bench: deps
 	@cmake --preset release $(CMAKE_FLAGS) >/dev/null
-	@cmake --build --preset release -j $(JOBS) --target kestrel-bench
+	@echo "kestrel-bench: building (log: $(BENCH_LOG_DIR)bench-build.txt)..."
+	@cmake --build --preset release -j $(JOBS) --target kestrel-bench \
+		>$(BENCH_LOG_DIR)bench-build.txt 2>&1 || { cat $(BENCH_LOG_DIR)bench-build.txt; exit 1; }
 	@echo "kestrel-bench: running the cases (about a minute)..."
 	@build/release/bench/kestrel-bench $(BENCH_FLAGS) --benchmark_out=$(BENCH_OUT) \
 		--benchmark_out_format=json >$(BENCH_CONSOLE) 2>&1 || { cat $(BENCH_CONSOLE); exit 1; }
