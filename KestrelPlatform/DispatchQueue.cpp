@@ -1,12 +1,10 @@
 #include <KestrelPlatform/DispatchQueue.h>
 
-#include <algorithm>
 #include <condition_variable>
 #include <deque>
 #include <mutex>
 #include <thread>
 #include <unordered_map>
-#include <vector>
 
 namespace kestrel::platform {
 
@@ -38,15 +36,29 @@ struct DispatchQueue::State {
 
 namespace {
 
-// The queues whose blocks the current thread is running, innermost last.
-thread_local std::vector<DispatchQueue::State*> tCurrentQueues;
+class CurrentQueueScope;
+
+// The innermost block the current thread is running, each scope linking to
+// the one it is nested in. A plain pointer, so it stays valid while static
+// objects are destroyed at exit (a thread_local container would be gone by
+// then, yet a static's destructor may still run a block on a queue).
+thread_local const CurrentQueueScope* tInnermost = nullptr;
 
 class CurrentQueueScope {
  public:
-  explicit CurrentQueueScope(DispatchQueue::State* state) { tCurrentQueues.push_back(state); }
-  ~CurrentQueueScope() { tCurrentQueues.pop_back(); }
+  explicit CurrentQueueScope(DispatchQueue::State* state) : state_(state), outer_(tInnermost) {
+    tInnermost = this;
+  }
+  ~CurrentQueueScope() { tInnermost = outer_; }
   CurrentQueueScope(const CurrentQueueScope&) = delete;
   CurrentQueueScope& operator=(const CurrentQueueScope&) = delete;
+
+  DispatchQueue::State* state() const { return state_; }
+  const CurrentQueueScope* outer() const { return outer_; }
+
+ private:
+  DispatchQueue::State* state_;
+  const CurrentQueueScope* outer_;
 };
 
 }  // namespace
@@ -59,7 +71,8 @@ void DispatchQueue::State::workerLoop(std::shared_ptr<State> self) {
   State& s = *self;
   std::unique_lock lock(s.mutex);
   for (;;) {
-    s.changed.wait(lock, [&] { return (!s.busy && !s.items.empty()) || (s.stopping && s.items.empty()); });
+    s.changed.wait(
+        lock, [&] { return (!s.busy && !s.items.empty()) || (s.stopping && s.items.empty()); });
     if (s.items.empty()) break;  // stopping, nothing left to run
     Item item = std::move(s.items.front());
     s.items.pop_front();
@@ -114,7 +127,9 @@ DispatchQueue::~DispatchQueue() {
   }
 }
 
-const std::string& DispatchQueue::label() const { return state_->label; }
+const std::string& DispatchQueue::label() const {
+  return state_->label;
+}
 
 void DispatchQueue::sync(FunctionRef<void()> block) {
   // The block may drop the queue's last owner; the state must outlive it.
@@ -159,8 +174,8 @@ void DispatchQueue::setSpecific(const void* key, void* value) {
 }
 
 void* DispatchQueue::getSpecific(const void* key) {
-  if (tCurrentQueues.empty()) return nullptr;
-  State& s = *tCurrentQueues.back();
+  if (tInnermost == nullptr) return nullptr;
+  State& s = *tInnermost->state();
   std::lock_guard lock(s.specificMutex);
   const auto it = s.specifics.find(key);
   return it == s.specifics.end() ? nullptr : it->second;
@@ -173,8 +188,10 @@ void DispatchQueue::waitUntilDrained() {
 }
 
 bool DispatchQueue::isCurrent() const {
-  return std::find(tCurrentQueues.begin(), tCurrentQueues.end(), state_.get()) !=
-         tCurrentQueues.end();
+  for (const CurrentQueueScope* scope = tInnermost; scope != nullptr; scope = scope->outer()) {
+    if (scope->state() == state_.get()) return true;
+  }
+  return false;
 }
 
 }  // namespace kestrel::platform

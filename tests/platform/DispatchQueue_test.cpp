@@ -253,5 +253,28 @@ TEST(MainDispatchQueueTest, AsyncBlocksRunInOrderOnItsOwnThread) {
   for (const auto& thread : threads) EXPECT_NE(thread, std::this_thread::get_id());
 }
 
+// Statics are destroyed after the main thread's thread-locals; a static whose
+// destructor still runs a block (a database helper closing its queue) must
+// find the queue machinery intact.
+TEST(DispatchQueueExitTest, StaticDestructorCanStillRunBlocksAtExit) {
+  struct SyncsAtExit {
+    std::shared_ptr<DispatchQueue> queue = DispatchQueue::create("exit");
+    ~SyncsAtExit() {
+      static const int key = 0;
+      queue->setSpecific(&key, queue.get());
+      void* seen = nullptr;
+      queue->sync([&] { seen = DispatchQueue::getSpecific(&key); });
+      if (seen != queue.get() || DispatchQueue::getSpecific(&key) != nullptr) std::abort();
+    }
+  };
+  EXPECT_EXIT(
+      {
+        static SyncsAtExit atExit;
+        atExit.queue->sync([] {});
+        std::exit(0);
+      },
+      ::testing::ExitedWithCode(0), "");
+}
+
 }  // namespace
 }  // namespace kestrel::platform
