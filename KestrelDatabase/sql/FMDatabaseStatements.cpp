@@ -244,7 +244,10 @@ bool FMDatabase::bindArguments(const std::shared_ptr<FMStatement>& statement,
   if (dictionary != nullptr) {
     std::string parameterName;
     for (const auto& [key, value] : *dictionary) {
-      parameterName.assign(":").append(key);
+      // Built by push_back: assign(":") trips a false -Wrestrict in GCC 12 -O2.
+      parameterName.clear();
+      parameterName.push_back(':');
+      parameterName.append(key);
       const int index = sqlite3_bind_parameter_index(handle, parameterName.c_str());
       if (index <= 0) {
         platform::log("Could not find index for %s", key.c_str());
