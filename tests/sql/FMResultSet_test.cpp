@@ -116,8 +116,41 @@ TEST_F(FMResultSetTest, UnknownNameReadsZeroAndWarnsOnce) {
   EXPECT_EQ(rs->intForColumn("Missing_Column"), 0);
   EXPECT_EQ(rs->stringForColumn("Missing_Column"), std::nullopt);
   EXPECT_EQ(rs->objectForColumn("Missing_Column"), std::nullopt);
+  // Between known columns read in order, and in place of the next one.
+  EXPECT_EQ(rs->intForColumn("EVENT_ID"), 11);
+  EXPECT_EQ(rs->intForColumn("NAMES"), 0);
+  EXPECT_EQ(rs->stringForColumn("NAME"), "Derby");
   EXPECT_EQ(logs.count("Warning: I could not find the column named 'missing_column'."), 3u);
-  EXPECT_EQ(logs.lines().size(), 3u);
+  EXPECT_EQ(logs.count("Warning: I could not find the column named 'names'."), 1u);
+  EXPECT_EQ(logs.lines().size(), 4u);
+  rs->close();
+}
+
+TEST_F(FMResultSetTest, CachedStatementFindsColumnsMovedBySchemaChange) {
+  db->setShouldCacheStatements(true);
+  ASSERT_TRUE(db->executeUpdate("create table t (a integer, b integer, c integer, d text)"));
+  ASSERT_TRUE(db->executeUpdate("insert into t values (1, 2, 3, 'four')"));
+  auto rs = db->executeQuery("select * from t");
+  ASSERT_TRUE(rs && rs->next());
+  EXPECT_EQ(rs->intForColumn("a"), 1);
+  EXPECT_EQ(rs->intForColumn("b"), 2);
+  EXPECT_EQ(rs->intForColumn("c"), 3);
+  rs->close();
+
+  // Same names, other places, one column fewer: the statement is prepared
+  // again and the names must lead to the new places.
+  ASSERT_TRUE(db->executeUpdate("drop table t"));
+  ASSERT_TRUE(db->executeUpdate("create table t (d text, b integer, a integer)"));
+  ASSERT_TRUE(db->executeUpdate("insert into t values ('four', 20, 10)"));
+  rs = db->executeQuery("select * from t");
+  ASSERT_TRUE(rs && rs->next());
+  EXPECT_EQ(rs->columnCount(), 3);
+  EXPECT_EQ(rs->intForColumn("a"), 10);
+  EXPECT_EQ(rs->intForColumn("b"), 20);
+  EXPECT_EQ(rs->intForColumn("c"), 0);
+  EXPECT_EQ(rs->stringForColumn("d"), "four");
+  EXPECT_EQ(rs->columnIndexForName("D"), 0);
+  EXPECT_EQ(logs.count("Warning: I could not find the column named 'c'."), 1u);
   rs->close();
 }
 
