@@ -11,8 +11,8 @@ void DBTableAbstract::runStatement(const std::string& statement,
                                    const BoolCompletion& completion) {
   if (!queue) return;
   queue->inTransaction([&](FMDatabase* db, bool*) {
-    if (!db) return;
-    const bool success = db->executeUpdate(statement);
+    // No connection (the queue could not reopen it) is a failed statement.
+    const bool success = db != nullptr && db->executeUpdate(statement);
     if (completion) completion(success);
   });
 }

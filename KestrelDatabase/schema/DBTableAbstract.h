@@ -60,7 +60,8 @@ class DBTableAbstract {
   /// Runs the statement in a transaction on the queue and passes its success
   /// to the completion, inside the still open transaction, before returning.
   /// The transaction commits even when the statement failed. A null queue
-  /// does nothing and calls no completion.
+  /// does nothing and calls no completion; a queue that cannot reopen its
+  /// connection reports false.
   static void deleteRows(const std::string& statement,
                          const std::shared_ptr<FMDatabaseQueue>& queue,
                          const BoolCompletion& completion = {});

@@ -275,9 +275,8 @@ void collectIntColumn(const char* column, const std::string& sql,
                       const IDSetCompletion& completion) {
   if (!queue || !completion) return;
   queue->inDatabase([&](FMDatabase* db) {
-    if (!db) return;
     IDSet ids;
-    if (const auto resultSet = db->executeQuery(sql)) {
+    if (const auto resultSet = db ? db->executeQuery(sql) : nullptr) {
       int index = -1;
       bool first = true;
       while (resultSet->next()) {
@@ -314,10 +313,9 @@ void DBTableEvent::insertEntityOwnedEvent(const Event& event,
   if (!queue) return;
   const auto sql = NewSQLBuilder::insertInTable(kTableName, mapAllPropertiesToColumns(event));
   queue->inTransaction([&](FMDatabase* db, bool*) {
-    if (!db) return;
     // "INSERT OR IGNORE" succeeds without a row when the ID exists; only an
     // inserted row counts as success.
-    const bool inserted = sql && db->executeUpdate(*sql) && db->changes() > 0;
+    const bool inserted = db && sql && db->executeUpdate(*sql) && db->changes() > 0;
     if (completion) completion(inserted);
   });
 }
@@ -383,15 +381,14 @@ void DBTableEvent::getEvent(std::int64_t eventID, const std::shared_ptr<FMDataba
   if (!queue || !completion) return;
   const auto sql = NewSQLBuilder::selectAllFromTable(kTableName, whereID(eventID));
   queue->inDatabase([&](FMDatabase* db) {
-    if (!db) return;
     std::optional<Event> event;
-    if (const auto resultSet = sql ? db->executeQuery(*sql) : nullptr) {
+    if (const auto resultSet = db && sql ? db->executeQuery(*sql) : nullptr) {
       // A row without columns would give an empty result dictionary.
       if (resultSet->next() && resultSet->columnCount() > 0) {
         event = mapEventFromResultSet(*resultSet, rowLayoutForResultSet(*resultSet));
       }
     }
-    if (db->hasOpenResultSets()) db->closeOpenResultSets();
+    if (db && db->hasOpenResultSets()) db->closeOpenResultSets();
     completion(std::move(event));
   });
 }
@@ -401,9 +398,8 @@ void DBTableEvent::getAllFavoriteEvents(const std::shared_ptr<FMDatabaseQueue>& 
   if (!queue || !completion) return;
   const std::string sql = allFavoriteEventsQuery(platform::Clock::now());
   queue->inDatabase([&](FMDatabase* db) {
-    if (!db) return;
     std::vector<Event> events;
-    mapEvents(*db, sql, [&](Event event) { events.push_back(std::move(event)); });
+    if (db) mapEvents(*db, sql, [&](Event event) { events.push_back(std::move(event)); });
     completion(std::move(events));
   });
 }
@@ -438,10 +434,7 @@ void DBTableEvent::getFinishedEventsCount(const std::shared_ptr<FMDatabaseQueue>
                                           const CountCompletion& completion) {
   if (!queue || !completion) return;
   const std::string sql = finishedEventsCountQuery(platform::Clock::now());
-  queue->inDatabase([&](FMDatabase* db) {
-    if (!db) return;
-    completion(db->intForQuery(sql));
-  });
+  queue->inDatabase([&](FMDatabase* db) { completion(db ? db->intForQuery(sql) : 0); });
 }
 
 void DBTableEvent::getIDs(const std::string& sql, const std::shared_ptr<FMDatabaseQueue>& queue,
@@ -460,9 +453,8 @@ void DBTableEvent::getAllEventsWithQuery(const std::string& sql,
                                          const EventSetCompletion& completion) {
   if (!queue || !completion) return;
   queue->inDatabase([&](FMDatabase* db) {
-    if (!db) return;
     std::unordered_set<Event> events;
-    mapEvents(*db, sql, [&](Event event) { events.insert(std::move(event)); });
+    if (db) mapEvents(*db, sql, [&](Event event) { events.insert(std::move(event)); });
     completion(std::move(events));
   });
 }
@@ -473,9 +465,10 @@ void DBTableEvent::deleteFinishedEvents(const std::shared_ptr<FMDatabaseQueue>& 
                                         const BoolCompletion& completion) {
   if (!queue) return;
   queue->inTransaction([&](FMDatabase* db, bool*) {
-    if (!db) return;
-    const bool deleted = db->executeUpdate(finishedEventsDeleteStatement(platform::Clock::now()));
-    const bool hidden = db->executeUpdate(hideFinishedEventsStatement(platform::Clock::now()));
+    const bool deleted =
+        db && db->executeUpdate(finishedEventsDeleteStatement(platform::Clock::now()));
+    const bool hidden =
+        db && db->executeUpdate(hideFinishedEventsStatement(platform::Clock::now()));
     if (completion) completion(deleted && hidden);
   });
 }

@@ -14,12 +14,17 @@
 // The row mapping (Event <-> column values) lives in DBTableEventMapper.cpp.
 // Every "now" is platform::Clock::now(), written into statements with "%f".
 //
+// Completions: a null queue means no work and no completion call. Otherwise
+// a given completion is called exactly once, inside the queue's block, before
+// the operation returns; when the queue could not reopen its connection the
+// completion still comes, with false, an empty result, no event or 0. ID sets
+// are read as 32-bit integers, as the table layer has always read them.
+//
 // Thread-safety: all operations are static. The schema hooks, the mapping and
 // the statement texts are pure and may be called from any thread. The row
-// operations block on the queue and call their completion on the queue's
-// thread, inside the block, before they return; they must not be called from
-// inside a block of the same queue, and a completion must not call back into
-// it.
+// operations block while they hold the database queue (the block runs on the
+// calling thread when the queue is idle); they must not be called from inside
+// a block of the same queue, and a completion must not call back into it.
 #pragma once
 
 #include <KestrelDatabase/schema/DBTableAbstract.h>
@@ -429,7 +434,7 @@ class DBTableEvent : public DBTableAbstract {
   /// (IS_MUTED 0). Muted rows stay as they are. Runs the two statements of
   /// migrationStatements() in order on another thread; the future is ready
   /// when both have run (at once for a null queue).
-  static std::future<void> migrateFavoriteNotificationEvents(
+  [[nodiscard]] static std::future<void> migrateFavoriteNotificationEvents(
       const std::shared_ptr<FMDatabaseQueue>& queue);
   /// The same on the calling thread; the completion gets true when both
   /// statements succeeded.
