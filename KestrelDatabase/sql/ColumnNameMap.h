@@ -41,7 +41,7 @@ class ColumnNameMap {
     if (count == 0) return -1;
     const Entry& guess = entries_[next_];
     if (guess.length == name.size() &&
-        std::memcmp(declared_.data() + guess.offset, name.data(), name.size()) == 0) [[likely]] {
+        sameBytes(declared_.data() + guess.offset, name.data(), name.size())) [[likely]] {
       next_ = next_ + 1 == count ? 0 : next_ + 1;
       return guess.index;
     }
@@ -61,19 +61,26 @@ class ColumnNameMap {
     int index;
   };
 
-  int findHashed(std::string_view name) const {
-    const std::uint32_t h = hash(name);
-    std::uint32_t slot = h & mask_;
-    while (slots_[slot] >= 0) {
-      const auto number = static_cast<std::uint32_t>(slots_[slot]);
-      const Entry& entry = entries_[number];
-      if (matches(entry, h, name)) {
-        next_ = number + 1 == entries_.size() ? 0 : number + 1;
-        return entry.index;
+  /// The hashed lookup behind find(), kept out of line so that the guess
+  /// stays small where it is inlined.
+  int findHashed(std::string_view name) const;
+
+  /// Whether the `n` bytes at `a` and `b` are equal; compares in words,
+  /// without a library call.
+  static bool sameBytes(const char* a, const char* b, std::size_t n) {
+    if (n >= 8) {
+      for (std::size_t i = 0; i + 8 < n; i += 8) {
+        if (load(a + i, 8) != load(b + i, 8)) return false;
       }
-      slot = (slot + 1) & mask_;
+      return load(a + n - 8, 8) == load(b + n - 8, 8);  // the last eight, overlapping
     }
-    return -1;
+    if (n >= 4) {
+      return load(a, 4) == load(b, 4) && load(a + n - 4, 4) == load(b + n - 4, 4);
+    }
+    for (std::size_t i = 0; i < n; ++i) {
+      if (a[i] != b[i]) return false;
+    }
+    return true;
   }
 
   /// Up to eight bytes of `p`, zero-padded.
@@ -83,49 +90,10 @@ class ColumnNameMap {
     return value;
   }
 
-  /// Each ASCII capital of the eight bytes made small; other bytes unchanged.
-  static std::uint64_t lower(std::uint64_t x) {
-    constexpr std::uint64_t kOnes = 0x0101010101010101ull;
-    constexpr std::uint64_t kHigh = 0x8080808080808080ull;
-    const std::uint64_t low7 = x & ~kHigh;
-    const std::uint64_t atLeastA = low7 + (0x80 - 'A') * kOnes;
-    const std::uint64_t aboveZ = low7 + (0x80 - 'Z' - 1) * kOnes;
-    const std::uint64_t capital = atLeastA & ~aboveZ & ~x & kHigh;
-    return x | (capital >> 2);  // 0x80 >> 2 == 0x20, the case bit
-  }
-
-  /// Equal for names equal without regard to case. Setting the case bit of
-  /// every byte folds more than letters together ('_' with DEL, say); that
-  /// only costs a rare extra compare, as matches() settles equality exactly.
-  static std::uint32_t hash(std::string_view name) {
-    constexpr std::uint64_t kCaseBits = 0x2020202020202020ull;
-    std::uint64_t h = 0x9E3779B97F4A7C15ull ^ name.size();
-    std::size_t i = 0;
-    for (; i + 8 <= name.size(); i += 8) {
-      h = (h ^ (load(name.data() + i, 8) | kCaseBits)) * 0xFF51AFD7ED558CCDull;
-      h ^= h >> 32;
-    }
-    if (i < name.size()) {
-      h = (h ^ (load(name.data() + i, name.size() - i) | kCaseBits)) * 0xFF51AFD7ED558CCDull;
-    }
-    // Spread every input bit over the low bits the slots use (names often
-    // differ only in their last characters, which land in the high bits).
-    h ^= h >> 33;
-    h *= 0xC4CEB9FE1A85EC53ull;
-    h ^= h >> 33;
-    return static_cast<std::uint32_t>(h);
-  }
-
-  bool matches(const Entry& entry, std::uint32_t h, std::string_view name) const {
-    if (entry.hash != h || entry.length != name.size()) return false;
-    const char* stored = names_.data() + entry.offset;
-    std::size_t i = 0;
-    for (; i + 8 <= name.size(); i += 8) {
-      if (lower(load(name.data() + i, 8)) != load(stored + i, 8)) return false;
-    }
-    const std::size_t rest = name.size() - i;
-    return rest == 0 || lower(load(name.data() + i, rest)) == load(stored + i, rest);
-  }
+  /// Case-insensitive hash of `name`.
+  static std::uint32_t hash(std::string_view name);
+  /// Whether `name` is the entry's name without regard to case.
+  bool matches(const Entry& entry, std::uint32_t h, std::string_view name) const;
 
   /// Lays out the slots again for `capacity` (a power of two) slots.
   void rebuildSlots(std::size_t capacity);
