@@ -21,6 +21,18 @@ std::filesystem::path fromEnvironment() {
   return std::filesystem::path(user && *user ? user : ".") / ".local" / "share" / "kestrel";
 }
 
+// An absolute form of the root; a path that cannot be made absolute (an
+// empty one, or a relative one under a removed working folder) is kept as is.
+std::filesystem::path absoluteOrAsIs(const std::filesystem::path& path) {
+  std::error_code error;
+  std::filesystem::path absolute = std::filesystem::absolute(path, error);
+  if (error) {
+    log("Could not resolve the application home \"%s\": %s", path.c_str(), error.message().c_str());
+    return path;
+  }
+  return absolute;
+}
+
 std::filesystem::path ensure(std::filesystem::path folder) {
   std::error_code error;
   std::filesystem::create_directories(folder, error);
@@ -38,12 +50,14 @@ void AppHome::setRoot(std::optional<std::filesystem::path> root) {
 std::filesystem::path AppHome::root() {
   {
     std::lock_guard lock(gRootMutex);
-    if (gRoot) return std::filesystem::absolute(*gRoot);
+    if (gRoot) return absoluteOrAsIs(*gRoot);
   }
-  return std::filesystem::absolute(fromEnvironment());
+  return absoluteOrAsIs(fromEnvironment());
 }
 
-std::filesystem::path AppHome::documents() { return ensure(root() / "Documents"); }
+std::filesystem::path AppHome::documents() {
+  return ensure(root() / "Documents");
+}
 
 std::filesystem::path AppHome::preferences() {
   return ensure(root() / "Library" / "Preferences");

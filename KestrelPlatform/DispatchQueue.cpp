@@ -147,13 +147,18 @@ void DispatchQueue::sync(FunctionRef<void()> block) {
       s.busy = true;
     }
   }
-  {
-    CurrentQueueScope scope(&s);
-    block();
-  }
-  std::lock_guard lock(s.mutex);
-  s.busy = false;
-  s.changed.notify_all();
+  // Hands the queue on even if the block throws, so later callers never
+  // wait for ever on a queue nobody holds.
+  struct Release {
+    State& s;
+    ~Release() {
+      std::lock_guard lock(s.mutex);
+      s.busy = false;
+      s.changed.notify_all();
+    }
+  } release{s};
+  CurrentQueueScope scope(&s);
+  block();
 }
 
 void DispatchQueue::async(Block block) {

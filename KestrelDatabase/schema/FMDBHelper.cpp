@@ -37,8 +37,17 @@ FMDBHelper::FMDBHelper(std::optional<std::filesystem::path> home) : home_(std::m
 }
 
 FMDBHelper::~FMDBHelper() {
-  if (dbQueue_) dbQueue_->close();
-  dbQueue_.reset();
+  if (const auto queue = getDBQueue()) queue->close();
+}
+
+std::shared_ptr<FMDatabaseQueue> FMDBHelper::getDBQueue() const {
+  std::lock_guard lock(queueMutex_);
+  return dbQueue_;
+}
+
+void FMDBHelper::setDbQueue(std::shared_ptr<FMDatabaseQueue> queue) {
+  std::lock_guard lock(queueMutex_);
+  dbQueue_ = std::move(queue);
 }
 
 const std::vector<TableHooks>& FMDBHelper::tableClasses() {
@@ -70,22 +79,24 @@ std::filesystem::path FMDBHelper::databasePath() const {
 }
 
 void FMDBHelper::openDB() {
-  dbQueue_ = FMDatabaseQueue::databaseQueueWithPath(databasePath().string(), kOpenFlags);
-  if (!dbQueue_) {
+  const auto queue = FMDatabaseQueue::databaseQueueWithPath(databasePath().string(), kOpenFlags);
+  setDbQueue(queue);
+  if (!queue) {
     platform::log("ERROR: DB OPENING FAILED. NO CONNECTION TO DATABASE.");
     return;
   }
   // Foreign keys are asked for inside a transaction, where SQLite ignores the
   // pragma: enforcement stays off, and nothing may rely on it. The cursor is
   // dropped without being stepped.
-  dbQueue_->inTransaction([](FMDatabase* db, bool*) {
+  queue->inTransaction([](FMDatabase* db, bool*) {
     if (db) db->executeQuery("PRAGMA foreign_keys = ON");
   });
 }
 
 void FMDBHelper::createTables() {
-  if (!dbQueue_) return;
-  dbQueue_->inTransaction([](FMDatabase* db, bool*) {
+  const auto queue = getDBQueue();
+  if (!queue) return;
+  queue->inTransaction([](FMDatabase* db, bool*) {
     if (!db) return;
     for (const TableHooks& table : tableClasses()) {
       const std::string create = table.createTableQuery();
@@ -101,7 +112,7 @@ void FMDBHelper::createTables() {
 }
 
 void FMDBHelper::reInitDB() {
-  if (dbQueue_) dbQueue_->close();
+  if (const auto queue = getDBQueue()) queue->close();
   openDB();
   createTables();
 }

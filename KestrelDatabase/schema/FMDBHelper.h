@@ -8,9 +8,12 @@
 // upgrade and index statements in a fixed order. Upgrade statements that
 // were applied before fail and are only logged; there is no schema version.
 //
-// Thread-safety: getFMDBHelper() is safe against concurrent first calls.
-// reInitDB()/clearDB() are not synchronised against users of the old queue;
-// such a user keeps a closed queue, which reopens itself on its next use.
+// Thread-safety: getFMDBHelper() is safe against concurrent first calls, and
+// the queue may be read from any thread while another replaces it. reInitDB()
+// and clearDB() are not synchronised against users of the old queue; such a
+// user keeps a closed queue, which reopens itself on its next use.
+// REQUIRES: the application home is set (platform::AppHome) before the first
+// getFMDBHelper(); the shared helper builds its path afresh on every open.
 // Ownership: the helper owns the queue; the shared instance is never
 // destroyed. Instances made with forHome() close their queue when destroyed.
 #pragma once
@@ -19,6 +22,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -58,9 +62,9 @@ class FMDBHelper {
   void clearDB();
 
   /// The current queue; null when the file could not be opened.
-  std::shared_ptr<FMDatabaseQueue> getDBQueue() const { return dbQueue_; }
-  std::shared_ptr<FMDatabaseQueue> dbQueue() const { return dbQueue_; }
-  void setDbQueue(std::shared_ptr<FMDatabaseQueue> queue) { dbQueue_ = std::move(queue); }
+  std::shared_ptr<FMDatabaseQueue> getDBQueue() const;
+  std::shared_ptr<FMDatabaseQueue> dbQueue() const { return getDBQueue(); }
+  void setDbQueue(std::shared_ptr<FMDatabaseQueue> queue);
 
   /// The database file path, built afresh on every call.
   std::filesystem::path databasePath() const;
@@ -72,6 +76,7 @@ class FMDBHelper {
   explicit FMDBHelper(std::optional<std::filesystem::path> home);
 
   std::optional<std::filesystem::path> home_;  // absent: the application home
+  mutable std::mutex queueMutex_;              // guards dbQueue_ only
   std::shared_ptr<FMDatabaseQueue> dbQueue_;
 };
 

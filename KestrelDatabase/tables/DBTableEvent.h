@@ -189,13 +189,13 @@ class DBTableEvent : public DBTableAbstract {
 
   /// One column of the table: its name and data type code (0 INTEGER, 1 TEXT,
   /// 2 INTEGER, as in NewEntityColumn).
-  struct ColumnSpec {
+  struct ColumnDefinition {
     const char* name;
     int dataType;
   };
   static constexpr std::size_t kColumnCount = 127;
   /// All columns in table order; the first is the primary key.
-  static constexpr std::array<ColumnSpec, kColumnCount> kColumns{{
+  static constexpr std::array<ColumnDefinition, kColumnCount> kColumns{{
       {kId, 0},
       {kStartDate, 0},
       {kVisible, 0},

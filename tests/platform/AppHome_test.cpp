@@ -1,5 +1,7 @@
 #include <KestrelPlatform/AppHome.h>
 
+#include "support/LogCapture.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -57,6 +59,13 @@ TEST_F(AppHomeTest, RootSetInProcessWinsOverTheEnvironment) {
   EXPECT_EQ(AppHome::root(), fs::path(c_));
   AppHome::setRoot(std::nullopt);
   EXPECT_EQ(AppHome::root(), fs::path(a_));
+}
+
+TEST_F(AppHomeTest, AnEmptyRootIsLoggedNotThrown) {
+  kestrel::testing::LogCapture log;
+  AppHome::setRoot(fs::path());
+  EXPECT_NO_THROW(EXPECT_EQ(AppHome::root(), fs::path()));
+  EXPECT_EQ(log.countContaining("Could not resolve the application home"), 1u);
 }
 
 TEST_F(AppHomeTest, KestrelHomeWinsOverXdgDataHome) {

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <stdexcept>
+
 #include <atomic>
 #include <chrono>
 #include <future>
@@ -251,6 +253,17 @@ TEST(MainDispatchQueueTest, AsyncBlocksRunInOrderOnItsOwnThread) {
   ASSERT_EQ(order.size(), 20u);
   for (int i = 0; i < 20; ++i) EXPECT_EQ(order[i], i);
   for (const auto& thread : threads) EXPECT_NE(thread, std::this_thread::get_id());
+}
+
+TEST(DispatchQueueExceptionTest, ABlockThatThrowsDoesNotLeaveTheQueueHeld) {
+  auto queue = DispatchQueue::create("throws");
+  EXPECT_THROW(queue->sync([] { throw std::runtime_error("from a caller's block"); }),
+               std::runtime_error);
+  EXPECT_FALSE(queue->isCurrent());
+  int ran = 0;
+  queue->async([&] { ++ran; });
+  queue->sync([&] { ++ran; });
+  EXPECT_EQ(ran, 2);
 }
 
 // Statics are destroyed after the main thread's thread-locals; a static whose

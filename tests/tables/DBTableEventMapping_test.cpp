@@ -257,7 +257,7 @@ TEST_F(DBTableEventMappingTest, OneSubTeamLeavesTheSecondSubTeamColumnsNull) {
 TEST_F(DBTableEventMappingTest, MapHoldsEveryMappedColumnOnceAndNullForWhatIsMissing) {
   const ColumnValueMap map = DBTableEvent::mapAllPropertiesToColumns(Event{});
   std::set<std::string> expected;
-  for (const auto& spec : DBTableEvent::kColumns) expected.insert(spec.name);
+  for (const auto& column : DBTableEvent::kColumns) expected.insert(column.name);
   expected.erase("IS_MUTED");
   expected.erase("IS_HIDDEN");
   std::set<std::string> names;

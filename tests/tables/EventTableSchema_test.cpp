@@ -56,17 +56,17 @@ TEST_F(EventTableSchemaTest, ColumnListMatchesTheCreatedTable) {
   ASSERT_EQ(info.size(), 127u);
   ASSERT_EQ(DBTableEvent::kColumns.size(), 127u);
   for (size_t i = 0; i < info.size(); ++i) {
-    const auto& spec = DBTableEvent::kColumns[i];
-    EXPECT_EQ(info[i].name, spec.name);
-    EXPECT_EQ(info[i].type, spec.dataType == 1 ? "TEXT" : "INTEGER") << spec.name;
+    const auto& column = DBTableEvent::kColumns[i];
+    EXPECT_EQ(info[i].name, column.name);
+    EXPECT_EQ(info[i].type, column.dataType == 1 ? "TEXT" : "INTEGER") << column.name;
   }
   const auto batting = std::find_if(
       DBTableEvent::kColumns.begin(), DBTableEvent::kColumns.end(),
-      [](const auto& spec) { return std::string(spec.name) == "CURRENT_BATTING_TEAM_ID"; });
+      [](const auto& column) { return std::string(column.name) == "CURRENT_BATTING_TEAM_ID"; });
   ASSERT_NE(batting, DBTableEvent::kColumns.end());
   EXPECT_EQ(batting->dataType, 2);
   EXPECT_EQ(std::count_if(DBTableEvent::kColumns.begin(), DBTableEvent::kColumns.end(),
-                          [](const auto& spec) { return spec.dataType == 2; }),
+                          [](const auto& column) { return column.dataType == 2; }),
             1);
 }
 
