@@ -17,8 +17,12 @@ build-debug: deps
 	@cmake --preset debug $(CMAKE_FLAGS) >/dev/null
 	@cmake --build --preset debug -j $(JOBS)
 
-run: build
-	@build/release/tools/kestrel/kestrel inspect --home $(DEMO_HOME) 2>$(DEMO_HOME).log && echo "(start-up log: $(DEMO_HOME).log)"
+run: deps
+	@cmake --preset release $(CMAKE_FLAGS) >/dev/null
+	@cmake --build --preset release -j $(JOBS) --target kestrel
+	@build/release/tools/kestrel/kestrel inspect --home $(DEMO_HOME) 2>$(DEMO_HOME).log \
+		|| { cat $(DEMO_HOME).log; exit 1; }
+	@echo "(start-up log: $(DEMO_HOME).log)"
 
 test: build-debug
 	@ctest --preset debug -j $(JOBS)
