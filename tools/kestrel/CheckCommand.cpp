@@ -1,10 +1,10 @@
 #include "Commands.h"
+#include "Output.h"
 #include "SchemaReport.h"
 
 #include <KestrelDatabase/schema/FMDBHelper.h>
 #include <KestrelDatabase/sql/FMDatabase.h>
 #include <KestrelDatabase/sql/FMResultSet.h>
-#include <KestrelPlatform/AppHome.h>
 #include <KestrelPlatform/Json.h>
 #include <KestrelPlatform/Log.h>
 
@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <optional>
 
 namespace kestrel::tool {
 namespace {
@@ -42,25 +43,14 @@ struct TableFinding {
 
 int runCheck(const CommonOptions& options) {
   using platform::print;
-  const std::filesystem::path path =
-      platform::AppHome::root() / "Documents" / FMDBHelper::kDatabaseFileName;
-  if (!std::filesystem::exists(path)) {
-    if (options.json) {
-      print("%s\n",
-            platform::Json{
-                {"database", path.string()}, {"healthy", false}, {"error", "no database file"}}
-                .dump(2)
-                .c_str());
-    } else {
-      print("database: %s\nno database file\n", path.c_str());
-    }
-    return 1;
-  }
-
+  // The check only reads: it never creates or upgrades the file it checks.
+  const platform::Json unhealthy = {{"healthy", false}};
+  const std::optional<std::filesystem::path> file = existingDatabaseFile(options, unhealthy);
+  if (!file) return 1;
+  const std::filesystem::path& path = *file;
   auto db = FMDatabase::databaseWithPath(path.string());
   if (!db->openWithFlags(SQLITE_OPEN_READONLY)) {
-    print("database: %s\ncannot be opened\n", path.c_str());
-    return 1;
+    return reportFailure(options, path, "cannot be opened", unhealthy);
   }
   std::vector<std::string> integrity;
   if (auto rs = db->executeQuery("PRAGMA integrity_check")) {
@@ -105,7 +95,7 @@ int runCheck(const CommonOptions& options) {
                                   {"missingColumns", f.missingColumns},
                                   {"knownGaps", f.knownGaps}});
     }
-    print("%s\n", report.dump(2).c_str());
+    print("%s\n", jsonText(report).c_str());
     return healthy ? 0 : 1;
   }
 

@@ -1,4 +1,5 @@
 #include "Commands.h"
+#include "Output.h"
 #include "SchemaReport.h"
 
 #include <KestrelDatabase/schema/FMDBHelper.h>
@@ -14,10 +15,7 @@ int runInspect(const CommonOptions& options) {
   using platform::print;
   auto helper = FMDBHelper::forHome(platform::AppHome::root());
   auto queue = helper->getDBQueue();
-  if (!queue) {
-    platform::log("kestrel: could not open %s", helper->databasePath().c_str());
-    return 1;
-  }
+  if (!queue) return reportFailure(options, helper->databasePath(), "cannot be opened");
   std::vector<TableReport> tables = expectedSchema();
   std::string sqliteVersion;
   queue->inDatabase([&](FMDatabase* db) {
@@ -37,7 +35,7 @@ int runInspect(const CommonOptions& options) {
       report["tables"].push_back(
           {{"name", table.name}, {"rows", table.rows}, {"columns", table.columns.size()}});
     }
-    print("%s\n", report.dump(2).c_str());
+    print("%s\n", jsonText(report).c_str());
     return 0;
   }
   print("database: %s\n", helper->databasePath().c_str());

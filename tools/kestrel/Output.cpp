@@ -1,0 +1,38 @@
+#include "Output.h"
+
+#include <KestrelDatabase/schema/FMDBHelper.h>
+#include <KestrelPlatform/AppHome.h>
+#include <KestrelPlatform/Log.h>
+
+#include <system_error>
+
+namespace kestrel::tool {
+
+std::string jsonText(const platform::Json& value, int indent) {
+  return value.dump(indent, ' ', false, platform::Json::error_handler_t::replace);
+}
+
+int reportFailure(const CommonOptions& options, const std::filesystem::path& path,
+                  const std::string& message, const platform::Json& extra) {
+  if (options.json) {
+    platform::Json report = {{"database", path.string()}, {"error", message}};
+    report.update(extra);
+    platform::print("%s\n", jsonText(report).c_str());
+  } else {
+    platform::log("kestrel: %s: %s", path.c_str(), message.c_str());
+  }
+  return 1;
+}
+
+std::optional<std::filesystem::path> existingDatabaseFile(const CommonOptions& options,
+                                                          const platform::Json& extra) {
+  const std::filesystem::path path =
+      platform::AppHome::root() / "Documents" / FMDBHelper::kDatabaseFileName;
+  std::error_code error;
+  if (std::filesystem::exists(path, error)) return path;
+  reportFailure(options, path, error ? "cannot be read: " + error.message() : "no database file",
+                extra);
+  return std::nullopt;
+}
+
+}  // namespace kestrel::tool
