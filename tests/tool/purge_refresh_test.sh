@@ -24,18 +24,21 @@ INSERT INTO EventTable_ (ID, STATUS_TYPE, START_DATE, LAST_UPDATE, IS_MUTED, HOM
  (7, 3, NULL,         $T - 99999, 0,    10, 11),  -- no start: deleted, never due
  (8, 3, $T + 4838401, $T,         NULL, 10, 50),  -- owned by a followed team, far ahead: deleted
  (9, 3, $T + 4838401, $T,         0,    10, 11),  -- favourite far ahead: kept
- (10, 4, $T + 5000,   $T,         0,    10, 11);  -- postponed, start still ahead: not finished
+ (10, 4, $T + 5000,   $T,         0,    10, 11),  -- postponed, start still ahead: not finished
+ (6000000000, 3, $T + 100000, $T - 50000, 0, 10, 11);  -- as 3, with an ID beyond 32 bits: due
 SQL
 
 due=$("$kestrel" refresh-due --json --now $T --home "$work" 2>/dev/null)
-[ "$due" = '{"events":[3,5]}' ] || fail "refresh-due before purge: $due"
+[ "$due" = '{"events":[3,5,6000000000]}' ] || fail "refresh-due before purge: $due"
+"$kestrel" refresh-due --now $T --home "$work" >"$work/due.txt" 2>/dev/null || fail "refresh-due failed"
+grep -qx "  3 5 6000000000" "$work/due.txt" || fail "refresh-due text: $(cat "$work/due.txt")"
 
 "$kestrel" purge --json --now $T --home "$work" >"$work/purge.json" 2>/dev/null || fail "purge failed"
 tr -d ' \n' <"$work/purge.json" >"$work/purge.min"
 grep -q '"deleted":4,"deletedIDs":\[1,6,7,8\]' "$work/purge.min" || fail "deleted: $(cat "$work/purge.min")"
 grep -q '"hidden":1,"hiddenIDs":\[2\]' "$work/purge.min" || fail "hidden: $(cat "$work/purge.min")"
 left=$(sqlite3 "$db" "SELECT group_concat(ID) FROM (SELECT ID FROM EventTable_ ORDER BY ID)")
-[ "$left" = "2,3,4,5,9,10" ] || fail "rows left: $left"
+[ "$left" = "2,3,4,5,9,10,6000000000" ] || fail "rows left: $left"
 [ "$(sqlite3 "$db" "SELECT IS_HIDDEN FROM EventTable_ WHERE ID = 2")" = 1 ] || fail "row 2 not hidden"
 
 # Once the postponed event's start has passed it is finished and goes.
