@@ -1,12 +1,26 @@
 // kestrel: inspect and maintain a KestrelDatabase home from the command line.
 //
-//   kestrel [--version] [--home DIR]          version and resolved home
+//   kestrel [--home DIR]                      version and resolved home
+//   kestrel --version                         the version only
 //   kestrel inspect [--home DIR] [--json]     create/upgrade, then report
 //   kestrel check   [--home DIR] [--json]     integrity and schema check
 //   kestrel purge   [--home DIR] [--json] [--now SECONDS]        retention
 //   kestrel refresh-due [--home DIR] [--json] [--now SECONDS]    due IDs
 //
-// Options may stand anywhere after the command name.
+// Options may stand anywhere after the command name. --home falls back to
+// $KESTREL_HOME, then the platform's default home. Only inspect creates a
+// database; check, purge and refresh-due need "Documents/kestrel.db" to exist.
+//
+// Reports go to standard output, errors to standard error. With --json every
+// outcome of a command, an error included, is one JSON object on standard
+// output; an error object has "database" and "error" members.
+//
+// Exit status:
+//   0  success; check: the database is healthy (also --help and --version)
+//   1  check: the database is damaged; any command: no database file, the
+//      file cannot be opened, or an operation on it failed
+//   2  usage error: unknown command or option, bad option value (--now not
+//      a finite number, empty --home)
 #include "Commands.h"
 
 #include <KestrelPlatform/AppHome.h>
@@ -16,6 +30,9 @@
 
 #include <CLI/CLI.hpp>
 
+#include <charconv>
+#include <cmath>
+#include <exception>
 #include <functional>
 #include <optional>
 #include <string>
@@ -24,10 +41,28 @@ namespace {
 
 using kestrel::tool::CommonOptions;
 
+constexpr int kUsageError = 2;
+
 struct Command {
   CLI::App* app;
   std::function<int(const CommonOptions&)> run;
 };
+
+const CLI::Validator kNotEmpty(
+    [](std::string& text) { return text.empty() ? std::string("must not be empty") : ""; }, "");
+
+// Seconds since 1970: a decimal number that is finite (no nan, no inf).
+const CLI::Validator kFiniteSeconds(
+    [](std::string& text) {
+      double value = 0;
+      const char* end = text.data() + text.size();
+      const auto [last, error] = std::from_chars(text.data(), end, value);
+      if (error != std::errc() || last != end || !std::isfinite(value)) {
+        return "must be a finite number of seconds since 1970, not \"" + text + "\"";
+      }
+      return std::string();
+    },
+    "");
 
 }  // namespace
 
@@ -39,15 +74,22 @@ int main(int argc, char** argv) {
 
   std::optional<std::string> home;
   CommonOptions options;
-  app.add_option("--home", home, "Application home folder")->envname("KESTREL_HOME");
+  app.add_option("--home", home, "Application home folder")
+      ->envname("KESTREL_HOME")
+      ->type_name("DIR")
+      ->check(kNotEmpty);
 
   std::vector<Command> commands;
   auto addCommand = [&](const char* name, const char* help, bool withNow,
                         std::function<int(const CommonOptions&)> run) {
     CLI::App* sub = app.add_subcommand(name, help);
-    sub->add_option("--home", home, "Application home folder");
+    sub->add_option("--home", home, "Application home folder")->type_name("DIR")->check(kNotEmpty);
     sub->add_flag("--json", options.json, "Print the report as JSON");
-    if (withNow) sub->add_option("--now", options.now, "Fix the clock (seconds since 1970)");
+    if (withNow) {
+      sub->add_option("--now", options.now, "Fix the clock (seconds since 1970)")
+          ->type_name("SECONDS")
+          ->check(kFiniteSeconds);
+    }
     commands.push_back({sub, std::move(run)});
   };
   addCommand("inspect", "Create or upgrade the database, then report its tables", false,
@@ -59,13 +101,24 @@ int main(int argc, char** argv) {
   addCommand("refresh-due", "List the events whose data is due for a refresh", true,
              tool::runRefreshDue);
 
-  CLI11_PARSE(app, argc, argv);
-  if (home) platform::AppHome::setRoot(*home);
-  if (options.now) platform::Clock::setFixed(*options.now);
-
-  for (const Command& command : commands) {
-    if (command.app->parsed()) return command.run(options);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    // Help and version are "errors" with status 0; everything else is usage.
+    const int status = app.exit(error);
+    return status == 0 ? 0 : kUsageError;
   }
-  platform::print("kestrel %s\nhome: %s\n", kVersion, platform::AppHome::root().c_str());
-  return 0;
+
+  try {
+    if (home) platform::AppHome::setRoot(*home);
+    if (options.now) platform::Clock::setFixed(*options.now);
+    for (const Command& command : commands) {
+      if (command.app->parsed()) return command.run(options);
+    }
+    platform::print("kestrel %s\nhome: %s\n", kVersion, platform::AppHome::root().c_str());
+    return 0;
+  } catch (const std::exception& error) {
+    platform::log("kestrel: %s", error.what());
+    return 1;
+  }
 }

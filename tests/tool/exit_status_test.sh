@@ -1,0 +1,92 @@
+#!/usr/bin/env bash
+# End-to-end: exit statuses (0 success, 1 no database / cannot open / failed
+# operation, 2 usage error), errors on standard error, and with --json one
+# parseable object on standard output for every outcome.
+set -uo pipefail
+kestrel="$1"
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+fail() { echo "FAIL: $*" >&2; exit 1; }
+
+# run EXPECTED_STATUS ARGS...: runs the tool, output in $work/out and $work/err.
+run() {
+  local expected=$1
+  shift
+  "$kestrel" "$@" >"$work/out" 2>"$work/err"
+  local status=$?
+  [ "$status" = "$expected" ] || fail "kestrel $* exited $status, expected $expected: $(cat "$work/err")"
+}
+# query EXPR: an SQL expression on the JSON text j of $work/out; fails on malformed JSON.
+query() {
+  sqlite3 :memory: "WITH o(j) AS (SELECT CAST(readfile('$work/out') AS TEXT)) SELECT $1 FROM o" ||
+    fail "not JSON: $(cat "$work/out")"
+}
+# field PATH: one member of that JSON object.
+field() { query "json_extract(j, '$1')"; }
+
+# 1. Usage errors exit 2 with a message; help and version exit 0.
+for now in nan inf -inf abc 12x ""; do
+  run 2 purge --now "$now" --home "$work/h"
+  grep -q -- "--now: must be a finite number" "$work/err" || fail "--now $now: $(cat "$work/err")"
+done
+run 2 refresh-due --home "$work/h" --now NaN
+run 2 frobnicate
+run 2 check --home ""
+grep -q -- "--home: must not be empty" "$work/err" || fail "empty --home: $(cat "$work/err")"
+run 2 check --no-such-option
+run 0 --help
+grep -q "refresh-due" "$work/out" || fail "help lacks the commands"
+run 0 --version
+[ "$(cat "$work/out")" = "$("$kestrel" --version)" ] && [ "$(wc -l <"$work/out")" = 1 ] ||
+  fail "--version printed more than the version: $(cat "$work/out")"
+grep -qx "kestrel [0-9][0-9.]*" "$work/out" || fail "version line: $(cat "$work/out")"
+run 0 --home "$work/h"
+grep -qx "home: $work/h" "$work/out" || fail "bare kestrel should print the home: $(cat "$work/out")"
+[ ! -e "$work/h" ] || fail "usage errors and the bare tool must not create the home"
+
+# 2. purge and refresh-due on a home without a database: exit 1, create nothing.
+for command in purge refresh-due; do
+  run 1 "$command" --home "$work/empty" --now 1700000000
+  [ ! -s "$work/out" ] || fail "$command: error on stdout: $(cat "$work/out")"
+  grep -q "kestrel: .*/Documents/kestrel.db: no database file" "$work/err" ||
+    fail "$command: $(cat "$work/err")"
+  run 1 "$command" --json --home "$work/empty"
+  [ "$(field '$.error')" = "no database file" ] || fail "$command --json: $(cat "$work/out")"
+  [ "$(field '$.database')" = "$work/empty/Documents/kestrel.db" ] || fail "$command path"
+done
+[ ! -e "$work/empty/Documents/kestrel.db" ] || fail "a database was created"
+
+# 3. check --json prints an object for every outcome.
+run 1 check --json --home "$work/empty"
+[ "$(field '$.error')|$(field '$.healthy')" = "no database file|0" ] ||
+  fail "check, no file: $(cat "$work/out")"
+mkdir -p "$work/dir/Documents/kestrel.db"
+run 1 check --json --home "$work/dir"
+[ "$(field '$.error')|$(field '$.healthy')" = "cannot be opened|0" ] ||
+  fail "check, directory: $(cat "$work/out")"
+run 1 check --home "$work/dir"
+[ ! -s "$work/out" ] || fail "check error on stdout: $(cat "$work/out")"
+grep -q "kestrel: .*: cannot be opened" "$work/err" || fail "check error: $(cat "$work/err")"
+run 1 purge --json --home "$work/dir"
+[ "$(field '$.error')" = "cannot be opened" ] || fail "purge, directory: $(cat "$work/out")"
+
+# A home whose name is not valid UTF-8 still gives JSON (U+FFFD in its place).
+bad=$(printf '%s/bad\377' "$work")
+run 1 check --json --home "$bad"
+expected="'$work/bad' || char(65533) || '/Documents/kestrel.db'"
+[ "$(query "json_extract(j, '\$.database') = $expected")" = 1 ] ||
+  fail "non-UTF-8 path: $(cat "$work/out")"
+run 0 inspect --json --home "$bad"
+[ "$(query "json_array_length(j, '\$.tables')")" = 12 ] || fail "inspect, non-UTF-8 path: $(cat "$work/out")"
+
+# 4. A file that is not a database: the event queries fail, and say so.
+mkdir -p "$work/junk/Documents"
+head -c 4096 /dev/urandom >"$work/junk/Documents/kestrel.db"
+run 1 refresh-due --json --home "$work/junk" --now 1700000000
+[ "$(field '$.error')" = "cannot read the events" ] || fail "refresh-due, junk: $(cat "$work/out")"
+run 1 refresh-due --home "$work/junk"
+grep -q "kestrel: .*: cannot read the events" "$work/err" || fail "refresh-due text: $(cat "$work/err")"
+run 1 purge --home "$work/junk"
+run 1 check --json --home "$work/junk"
+[ "$(field '$.healthy')" = 0 ] || fail "check, junk: $(cat "$work/out")"
+echo "tool exit statuses: all passed"
