@@ -14,7 +14,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "support/LogCapture.h"
 #include "support/TempDir.h"
@@ -60,37 +59,31 @@ class DBTableEventTest : public ::testing::Test {
     ASSERT_TRUE(ok) << sql;
   }
 
-  /// Column 0 of the first row, as text (absent for NULL or no row).
-  std::optional<std::string> text(const std::string& sql) {
+  /// One column of the row with this ID, as text (absent for NULL or no row).
+  std::optional<std::string> column(std::int64_t id, const std::string& name) {
     std::optional<std::string> out;
-    queue_->inDatabase([&](FMDatabase* db) { out = db->stringForQuery(sql); });
+    queue_->inDatabase([&](FMDatabase* db) {
+      out = db->stringForQuery("SELECT " + name +
+                               " FROM EventTable_ WHERE ID = " + std::to_string(id));
+    });
     return out;
   }
 
-  /// One column of the row with this ID, as text.
-  std::optional<std::string> column(std::int64_t id, const std::string& name) {
-    return text("SELECT " + name + " FROM EventTable_ WHERE ID = " + std::to_string(id));
+  /// Follows a team or a unique tournament ("MyTeamTable" or "MyLeagueTable").
+  void follow(const std::string& table, std::int64_t id) {
+    exec("INSERT INTO " + table + " (ID) VALUES (" + std::to_string(id) + ")");
   }
 
-  void followTeam(std::int64_t id) {
-    exec("INSERT INTO MyTeamTable (ID) VALUES (" + std::to_string(id) + ")");
-  }
-  void followLeague(std::int64_t id) {
-    exec("INSERT INTO MyLeagueTable (ID) VALUES (" + std::to_string(id) + ")");
-  }
-
-  bool insertFavorite(const model::Event& event, bool muted = false) {
+  /// Inserts a favourite (or, with `muted` absent, an entity-owned event).
+  bool insert(const model::Event& event, std::optional<bool> muted) {
     Captured<bool> done;
-    DBTableEvent::insertEvent(event, muted, queue_, done.completion());
+    if (muted) DBTableEvent::insertEvent(event, *muted, queue_, done.completion());
+    if (!muted) DBTableEvent::insertEntityOwnedEvent(event, queue_, done.completion());
     EXPECT_EQ(done.calls, 1);
     return done.value.value_or(false);
   }
-  bool insertOwned(const model::Event& event) {
-    Captured<bool> done;
-    DBTableEvent::insertEntityOwnedEvent(event, queue_, done.completion());
-    EXPECT_EQ(done.calls, 1);
-    return done.value.value_or(false);
-  }
+  bool insertFavorite(const model::Event& e, bool muted = false) { return insert(e, muted); }
+  bool insertOwned(const model::Event& event) { return insert(event, std::nullopt); }
 
   std::optional<model::Event> read(std::int64_t id) {
     Captured<std::optional<model::Event>> done;
@@ -110,9 +103,7 @@ class DBTableEventTest : public ::testing::Test {
   /// A minimal event: ID, status and start relative to kNow (absent: NULL).
   static model::Event event(std::int64_t id, std::int64_t status = 3,
                             std::optional<std::int64_t> startOffset = 0) {
-    model::Event out;
-    out.ID = id;
-    out.status = model::EventStatus(status);
+    model::Event out{.ID = id, .status = model::EventStatus(status)};
     if (startOffset) out.startTimestamp = kNowSeconds + *startOffset;
     return out;
   }

@@ -1,14 +1,15 @@
 #include <KestrelDatabase/tables/DBTableEvent.h>
 #include <gtest/gtest.h>
 
+#include <regex>
 #include <string>
 #include <vector>
 
 #include "tables/DBTableEventFixture.h"
 
 // Which rows the finished-event pruning hides or deletes, which rows the old
-// events purge removes, which rows are due for a refresh, and what the
-// favourite migration does to each kind of row.
+// events purge removes, which rows are due for a refresh (and the text of that
+// query), and what the favourite migration does to each kind of row.
 namespace kestrel {
 namespace {
 
@@ -18,31 +19,34 @@ using testing::Captured;
 using testing::DBTableEventTest;
 using testing::kNowSeconds;
 
-using DBTableEventRetentionTest = DBTableEventTest;
-
 constexpr std::int64_t kTeam = 100;
 constexpr std::int64_t kSubteam = 200;
 constexpr std::int64_t kLeague = 300;
 
-Event withHome(Event e, std::int64_t teamID) {
-  e.homeTeamOriginal = Team{.ID = teamID};
-  return e;
-}
+class DBTableEventRetentionTest : public DBTableEventTest {
+ protected:
+  void followAll() {
+    follow("MyTeamTable", kTeam);
+    follow("MyTeamTable", kSubteam);
+    follow("MyLeagueTable", kLeague);
+  }
+  // The event with one part that a follow can own.
+  static Event withHome(Event e, std::int64_t id) {
+    e.homeTeamOriginal = Team{.ID = id};
+    return e;
+  }
+  static Event withLeague(Event e, std::int64_t id) {
+    e.tournament = model::Tournament{.ID = 1, .uniqueId = id};
+    return e;
+  }
+  static Event withAwaySubteam2(Event e, std::int64_t id) {
+    e.awayTeamOriginal = Team{.ID = 9, .subTeams = {Team{.ID = 8}, Team{.ID = id}}};
+    return e;
+  }
+};
 
-Event withAwaySubteam2(Event e, std::int64_t teamID) {
-  e.awayTeamOriginal = Team{.ID = 9, .subTeams = {Team{.ID = 8}, Team{.ID = teamID}}};
-  return e;
-}
-
-Event withLeague(Event e, std::int64_t uniqueID) {
-  e.tournament = model::Tournament{.ID = 1, .uniqueId = uniqueID};
-  return e;
-}
-
-TEST_F(DBTableEventRetentionTest, FinishedPruningHidesOwnedRowsAndDeletesTheRest) {
-  followTeam(kTeam);
-  followTeam(kSubteam);
-  followLeague(kLeague);
+TEST_F(DBTableEventRetentionTest, FinishedPruningHidesOwnedRowsDeletesTheRestAndCommitsTheHiding) {
+  followAll();
   ASSERT_TRUE(insertFavorite(withHome(event(1, 1, -7200), kTeam)));
   ASSERT_TRUE(insertFavorite(withAwaySubteam2(event(2, 1, -7200), kSubteam)));
   ASSERT_TRUE(insertFavorite(withLeague(event(3, 1, -7200), kLeague)));
@@ -67,27 +71,20 @@ TEST_F(DBTableEventRetentionTest, FinishedPruningHidesOwnedRowsAndDeletesTheRest
 
   EXPECT_EQ(ids(&DBTableEvent::getAllEventIDs), (IDSet{1, 2, 3, 5, 7, 8, 10, 11, 12}));
   EXPECT_EQ(ids(&DBTableEvent::getAllFavoriteEventIDs), (IDSet{5, 8, 10, 11, 12}));
-  EXPECT_EQ(ids(&DBTableEvent::getFavoriteEventIDs), (IDSet{5, 8, 10, 11, 12}));
-  Captured<std::vector<Event>> favourites;
-  DBTableEvent::getAllFavoriteEvents(queue_, favourites.completion());
-  for (const auto& e : *favourites.value) EXPECT_GE(e.ID, 5) << "hidden rows are not favourites";
   Captured<int> after;
   DBTableEvent::getFinishedEventsCount(queue_, after.completion());
   EXPECT_EQ(after.value, 0);
-}
 
-TEST_F(DBTableEventRetentionTest, FinishedPruningCommitsTheHidingWhenTheDeleteFails) {
-  ASSERT_TRUE(insertFavorite(event(1, 1, -7200)));
+  // When the delete fails, the hiding still runs and commits.
+  ASSERT_TRUE(insertFavorite(event(13, 1, -7200)));
   exec("DROP TABLE MyLeagueTable");
-  Captured<bool> pruned;
   DBTableEvent::deleteFinishedEvents(queue_, pruned.completion());
   EXPECT_EQ(pruned.value, false);
-  EXPECT_EQ(column(1, "IS_HIDDEN"), "1") << "the second statement still ran and committed";
+  EXPECT_EQ(column(13, "IS_HIDDEN"), "1");
 }
 
 TEST_F(DBTableEventRetentionTest, OldEventsGoAfterSevenDaysOrFiftySixDaysAheadWhenOwned) {
-  followTeam(kTeam);
-  followLeague(kLeague);
+  followAll();
   constexpr std::int64_t kWeek = 604800;
   constexpr std::int64_t kEightWeeks = 4838400;
   ASSERT_TRUE(insertFavorite(event(1, 3, -kWeek)));                             // kept
@@ -110,9 +107,10 @@ TEST_F(DBTableEventRetentionTest, OldEventsGoAfterSevenDaysOrFiftySixDaysAheadWh
 
 // One row of the refresh check: status, start relative to now (absent:
 // NULL), age of the row's data (negative: stamped in the future), and whether
-// it is due.
+// it is due. One line per window: just inside its bounds and just too fresh,
+// then exactly on the start bound it shares with the next window. Status 3
+// is not started, 1 finished.
 struct RefreshCase {
-  const char* what;
   std::int64_t status;
   std::optional<std::int64_t> start;
   std::int64_t age;
@@ -121,68 +119,27 @@ struct RefreshCase {
 
 constexpr std::int64_t kLong = 10'000'000;  // older than any threshold
 
+// clang-format off
 const RefreshCase kRefreshCases[] = {
-    // Not started, more than three days ahead: 12 h.
-    {"ns >3d due", 3, 259201, 43201, true},
-    {"ns >3d fresh", 3, 259201, 43200, false},
-    {"ns exactly 3d", 3, 259200, kLong, false},
-    // One to three days ahead: 12 h.
-    {"ns 1-3d due", 3, 259199, 43201, true},
-    {"ns 1-3d fresh", 3, 86401, 43200, false},
-    {"ns exactly 1d", 3, 86400, kLong, false},
-    // One hour to one day ahead: 1 h.
-    {"ns 1h-1d due", 3, 86399, 3601, true},
-    {"ns 1h-1d fresh", 3, 3601, 3600, false},
-    {"ns exactly 1h", 3, 3600, kLong, false},
-    // 15 min to 1 h ahead: 3 min.
-    {"ns 15m-1h due", 3, 3599, 181, true},
-    {"ns 15m-1h fresh", 3, 901, 180, false},
-    {"ns exactly 15m", 3, 900, kLong, false},
-    // Up to 15 min ahead: 14 s.
-    {"ns <15m due", 3, 899, 15, true},
-    {"ns <15m fresh", 3, 1, 14, false},
-    {"ns at start", 3, 0, kLong, false},
-    // Up to 15 min past the start, still not started: 14 s.
-    {"ns +<15m due", 3, -1, 15, true},
-    {"ns +<15m fresh", 3, -899, 14, false},
-    {"ns +15m exactly", 3, -900, kLong, false},
-    // 15 min to 1 h past: 3 min.
-    {"ns +15m-1h due", 3, -901, 181, true},
-    {"ns +15m-1h fresh", 3, -3599, 180, false},
-    {"ns +1h exactly", 3, -3600, kLong, false},
-    // More than 1 h past: 15 min.
-    {"ns +>1h due", 3, -3601, 901, true},
-    {"ns +>1h fresh", 3, -3601, 900, false},
-    // Finished within a day of its start: 1 h; later: 1 day.
-    {"fin <1d due", 1, -1, 3601, true},
-    {"fin <1d fresh", 1, -86399, 3600, false},
-    {"fin at start", 1, 0, kLong, false},
-    {"fin exactly 1d", 1, -86400, kLong, false},
-    {"fin >1d due", 1, -86401, 86401, true},
-    {"fin >1d fresh", 1, -86401, 86400, false},
-    {"fin ahead", 1, 60, kLong, false},
-    // Live states regardless of time.
-    {"suspended due", 9, 0, 181, true},
-    {"suspended fresh", 9, 0, 180, false},
-    {"pause due", 8, -5000, 181, true},
-    {"pause fresh", 8, -5000, 180, false},
-    {"interrupted due", 6, 5000, 181, true},
-    {"interrupted fresh", 6, 5000, 180, false},
-    {"delayed due", 10, 0, 181, true},
-    {"delayed fresh", 10, 0, 180, false},
-    {"in progress due", 2, -60, 15, true},
-    {"in progress fresh", 2, -60, 14, false},
-    {"in progress stamped ahead", 2, -60, -15, true},
-    {"postponed due", 4, 0, 43201, true},
-    {"postponed fresh", 4, 0, 43200, false},
-    // Other statuses and starts never.
-    {"canceled", 5, 0, kLong, false},
-    {"unknown status", 7, 0, kLong, false},
-    {"no start", 2, std::nullopt, kLong, false},
+    {3, 259201, 43201, true}, {3, 259201, 43200, false}, {3, 259200, kLong, false},  // >3d ahead
+    {3, 259199, 43201, true}, {3, 86401, 43200, false}, {3, 86400, kLong, false},    // 1-3d ahead
+    {3, 86399, 3601, true}, {3, 3601, 3600, false}, {3, 3600, kLong, false},         // 1h-1d ahead
+    {3, 3599, 181, true}, {3, 901, 180, false}, {3, 900, kLong, false},              // 15m-1h ahead
+    {3, 899, 15, true}, {3, 1, 14, false}, {3, 0, kLong, false},                     // <15m ahead
+    {3, -1, 15, true}, {3, -899, 14, false}, {3, -900, kLong, false},                // <15m past
+    {3, -901, 181, true}, {3, -3599, 180, false}, {3, -3600, kLong, false},          // 15m-1h past
+    {3, -3601, 901, true}, {3, -3601, 900, false},                                   // >1h past
+    {1, -1, 3601, true}, {1, -86399, 3600, false}, {1, 0, kLong, false},             // finished <1d
+    {1, -86401, 86401, true}, {1, -86401, 86400, false}, {1, -86400, kLong, false},  // finished >1d
+    {9, 0, 181, true}, {9, 0, 180, false}, {8, -5000, 181, true},                    // live states
+    {6, 5000, 181, true}, {10, 0, 181, true},
+    {2, -60, 15, true}, {2, -60, 14, false}, {2, -60, -15, true},                    // in progress
+    {4, 0, 43201, true}, {4, 0, 43200, false},                                       // postponed
+    {5, 0, kLong, false}, {2, std::nullopt, kLong, false},                           // never
 };
+// clang-format on
 
 TEST_F(DBTableEventRetentionTest, RefreshSelectionOnBothSidesOfEveryBound) {
-  IDSet expected;
   std::string insert = "INSERT INTO EventTable_ (ID, STATUS_TYPE, START_DATE, LAST_UPDATE) VALUES ";
   std::int64_t id = 0;
   for (const auto& c : kRefreshCases) {
@@ -190,31 +147,50 @@ TEST_F(DBTableEventRetentionTest, RefreshSelectionOnBothSidesOfEveryBound) {
     const std::string start = c.start ? std::to_string(kNowSeconds + *c.start) : "NULL";
     insert += (id > 1 ? ", (" : "(") + std::to_string(id) + ", " + std::to_string(c.status) + ", " +
               start + ", " + std::to_string(kNowSeconds - c.age) + ")";
-    if (c.due) expected.insert(id);
   }
   exec(insert);
   const IDSet due = ids(&DBTableEvent::getEventIDsToRefresh);
   id = 0;
   for (const auto& c : kRefreshCases) {
-    ++id;
-    EXPECT_EQ(due.count(id) == 1, c.due) << c.what;
+    EXPECT_EQ(due.count(++id) == 1, c.due)
+        << "status " << c.status << ", start " << c.start.value_or(-1) << ", age " << c.age;
   }
-  EXPECT_EQ(due, expected);
 }
 
-TEST_F(DBTableEventRetentionTest, RefreshNeedsAStartAtOrAfterTheWeekMark) {
-  // The start is an absolute time compared with 604800: only starts in the
-  // first week of 1970 are left out.
-  exec(
-      "INSERT INTO EventTable_ (ID, STATUS_TYPE, START_DATE, LAST_UPDATE) VALUES (1, 2, 604800, "
-      "0), (2, 2, 604799, 0)");
-  EXPECT_EQ(ids(&DBTableEvent::getEventIDsToRefresh), IDSet{1});
+// The text itself: "now" written as "%f", strict bounds, windows in order.
+TEST(DBTableEventStatementsTest, RefreshQueryHasSixteenClausesInOrder) {
+  const std::string n = "1700000000.500000";
+  // A window on the start (`ahead`: before it), then the age of the row's data.
+  const auto window = [&](int status, bool ahead, int lower, int upper, int age) {
+    const std::string diff = ahead ? "(START_DATE - " + n + ")" : "(" + n + " - START_DATE)";
+    return "( (STATUS_TYPE = " + std::to_string(status) + ") AND (" + diff + " > " +
+           std::to_string(lower) + ") AND " +
+           (upper ? "(" + diff + " < " + std::to_string(upper) + ") AND " : "") + "(ABS(" + n +
+           " - LAST_UPDATE) > " + std::to_string(age) + ") )";
+  };
+  const auto any = [&](int status, int age) {
+    return "( (STATUS_TYPE = " + std::to_string(status) + ") AND (ABS(" + n + " - LAST_UPDATE) > " +
+           std::to_string(age) + ") )";
+  };
+  // clang-format off
+  const std::vector<std::string> clauses = {
+      window(3, true, 259200, 0, 43200), window(3, true, 86400, 259200, 43200),
+      window(3, true, 3600, 86400, 3600), window(3, true, 900, 3600, 180),
+      window(3, true, 0, 900, 14), window(3, false, 0, 900, 14),
+      window(3, false, 900, 3600, 180), window(3, false, 3600, 0, 900),
+      window(1, false, 0, 86400, 3600), window(1, false, 86400, 0, 86400),
+      any(9, 180), any(8, 180), any(6, 180), any(10, 180), any(2, 14), any(4, 43200)};
+  // clang-format on
+  std::string expected = "SELECT ID FROM EventTable_ WHERE START_DATE >= 604800 AND (";
+  for (std::size_t i = 0; i < clauses.size(); ++i) expected += (i ? " OR " : "") + clauses[i];
+  // Clauses are separated by " OR" and blanks.
+  EXPECT_EQ(std::regex_replace(DBTableEvent::eventIDsToRefreshQuery(1700000000.5),
+                               std::regex(" OR +"), " OR "),
+            expected + ");");
 }
 
 TEST_F(DBTableEventRetentionTest, MigrationConvertsCoveredFavouritesAndOrphanedOwnedRows) {
-  followTeam(kTeam);
-  followTeam(kSubteam);
-  followLeague(kLeague);
+  followAll();
   const auto put = [this](Event e, const char* muted) {
     ASSERT_TRUE(insertFavorite(e));
     exec("UPDATE EventTable_ SET IS_MUTED = " + std::string(muted) +
@@ -236,16 +212,13 @@ TEST_F(DBTableEventRetentionTest, MigrationConvertsCoveredFavouritesAndOrphanedO
 
   const std::vector<std::optional<std::string>> expected = {
       std::nullopt, std::nullopt, std::nullopt, "0", "1", "1", std::nullopt, "0", std::nullopt};
-  for (std::int64_t id = 1; id <= 9; ++id) {
-    EXPECT_EQ(column(id, "IS_MUTED"), expected[static_cast<std::size_t>(id - 1)]) << id;
-  }
-
-  // A second run finds nothing left to convert.
-  Captured<bool> again;
-  DBTableEvent::migrateFavoriteNotificationEvents(queue_, again.completion());
-  EXPECT_EQ(again.value, true);
-  for (std::int64_t id = 1; id <= 9; ++id) {
-    EXPECT_EQ(column(id, "IS_MUTED"), expected[static_cast<std::size_t>(id - 1)]) << id;
+  for (int run = 1; run <= 2; ++run) {  // a second run finds nothing left to convert
+    for (std::int64_t id = 1; id <= 9; ++id) {
+      EXPECT_EQ(column(id, "IS_MUTED"), expected[static_cast<std::size_t>(id - 1)]) << id;
+    }
+    Captured<bool> again;
+    DBTableEvent::migrateFavoriteNotificationEvents(queue_, again.completion());
+    EXPECT_EQ(again.value, true);
   }
 }
 

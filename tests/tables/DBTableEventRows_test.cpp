@@ -1,14 +1,15 @@
+#include <KestrelDatabase/schema/DBTableAbstract.h>
 #include <KestrelDatabase/tables/DBTableEvent.h>
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
-#include <string>
-#include <vector>
+#include <fstream>
 
 #include "tables/DBTableEventFixture.h"
 
 // Writes and reads of event rows: how the favourite, entity-owned, hidden and
-// muted flags come about and what every read makes of them; completion rules.
+// muted flags come about and what every read makes of them; completion rules,
+// also without a queue or without a connection.
 namespace kestrel {
 namespace {
 
@@ -75,21 +76,7 @@ TEST_F(DBTableEventRowsTest, FlagCombinationsAgainstEveryRead) {
   EXPECT_FALSE(read(99).has_value());
 }
 
-TEST_F(DBTableEventRowsTest, MuteTakesAnEventAndUnmuteAnID) {
-  ASSERT_TRUE(insertFavorite(event(1)));
-  Captured<bool> muted;
-  DBTableEvent::muteEvent(event(1), queue_, muted.completion());
-  EXPECT_EQ(muted.value, true);
-  EXPECT_EQ(ids(&DBTableEvent::getMutedEventIDs), IDSet{1});
-
-  Captured<bool> unmuted;
-  DBTableEvent::unmuteEvent(1, queue_, unmuted.completion());
-  EXPECT_EQ(unmuted.value, true);
-  EXPECT_EQ(column(1, "IS_MUTED"), "0");
-  EXPECT_EQ(ids(&DBTableEvent::getFavoriteEventIDs), IDSet{1}) << "still a favourite";
-}
-
-TEST_F(DBTableEventRowsTest, UpdateRewritesMappedColumnsAndKeepsWhatTheEventLacks) {
+TEST_F(DBTableEventRowsTest, UpdateRewritesMappedColumnsKeepsWhatTheEventLacksAndMuteFlips) {
   Event first = event(1, 3, 600);
   first.webUrl = "https://example.org/1";
   first.homeTeamOriginal = model::Team{.ID = 10, .name = "Kestrels"};
@@ -111,17 +98,15 @@ TEST_F(DBTableEventRowsTest, UpdateRewritesMappedColumnsAndKeepsWhatTheEventLack
   EXPECT_EQ(out->homeTeamOriginal->name, "Kestrels");
   EXPECT_EQ(column(1, "LAST_UPDATE"), std::to_string(kNowSeconds + 30));
   EXPECT_EQ(column(1, "IS_MUTED"), "1");
-}
 
-TEST_F(DBTableEventRowsTest, DeleteOneAndManyByID) {
-  for (std::int64_t id = 1; id <= 5; ++id) ASSERT_TRUE(insertFavorite(event(id)));
-  Captured<bool> one;
-  DBTableEvent::deleteEvent(2, queue_, one.completion());
-  EXPECT_EQ(one.value, true);
-  Captured<bool> many;
-  DBTableEvent::deleteEvents({1, 4, 99}, queue_, many.completion());
-  EXPECT_EQ(many.value, true);
-  EXPECT_EQ(ids(&DBTableEvent::getAllEventIDs), (IDSet{3, 5}));
+  // Unmuting takes an ID and keeps the favourite; muting takes an event.
+  DBTableEvent::unmuteEvent(1, queue_, updated.completion());
+  EXPECT_EQ(ids(&DBTableEvent::getFavoriteEventIDs), IDSet{1});
+  EXPECT_EQ(column(1, "IS_MUTED"), "0");
+  DBTableEvent::muteEvent(second, queue_, updated.completion());
+  EXPECT_EQ(ids(&DBTableEvent::getMutedEventIDs), IDSet{1});
+  EXPECT_EQ(updated.calls, 3);
+  EXPECT_EQ(updated.value, true);
 }
 
 int countStatements(unsigned, void* counter, void*, void*) {
@@ -129,8 +114,15 @@ int countStatements(unsigned, void* counter, void*, void*) {
   return 0;
 }
 
-TEST_F(DBTableEventRowsTest, DeleteEventsWithAnEmptySetRunsNoSQL) {
-  ASSERT_TRUE(insertFavorite(event(1)));
+TEST_F(DBTableEventRowsTest, DeleteByIDAndAnEmptySetRunsNoSQL) {
+  for (std::int64_t id = 1; id <= 5; ++id) ASSERT_TRUE(insertFavorite(event(id)));
+  Captured<bool> one, many;
+  DBTableEvent::deleteEvent(2, queue_, one.completion());
+  DBTableEvent::deleteEvents({1, 4, 99}, queue_, many.completion());
+  EXPECT_EQ(one.value, true);
+  EXPECT_EQ(many.value, true);
+  EXPECT_EQ(ids(&DBTableEvent::getAllEventIDs), (IDSet{3, 5}));
+
   int statements = 0;
   queue_->inDatabase([&](FMDatabase* db) {
     sqlite3_trace_v2(db->sqliteHandle(), SQLITE_TRACE_STMT, countStatements, &statements);
@@ -142,9 +134,8 @@ TEST_F(DBTableEventRowsTest, DeleteEventsWithAnEmptySetRunsNoSQL) {
   EXPECT_EQ(done.value, false);
   EXPECT_EQ(statements, 0);
 
-  DBTableEvent::deleteEvents({1}, queue_);
+  DBTableEvent::deleteEvents({3}, queue_);
   EXPECT_GT(statements, 0) << "the trace sees statements";
-  EXPECT_TRUE(ids(&DBTableEvent::getAllEventIDs).empty());
   queue_->inDatabase(
       [](FMDatabase* db) { sqlite3_trace_v2(db->sqliteHandle(), 0, nullptr, nullptr); });
 }
@@ -153,23 +144,14 @@ TEST_F(DBTableEventRowsTest, NullQueueDoesNoWorkAndCallsNoCompletion) {
   const std::shared_ptr<FMDatabaseQueue> none;
   int calls = 0;
   const BoolCompletion write = [&](bool) { ++calls; };
-  const IDSetCompletion idRead = [&](IDSet) { ++calls; };
   DBTableEvent::insertEvent(event(1), false, none, write);
-  DBTableEvent::insertEntityOwnedEvent(event(1), none, write);
-  DBTableEvent::updateEvent(event(1), none, write);
-  DBTableEvent::muteEvent(event(1), none, write);
-  DBTableEvent::unmuteEvent(1, none, write);
-  DBTableEvent::deleteEvent(1, none, write);
   DBTableEvent::deleteEvents({}, none, write);
-  DBTableEvent::deleteFinishedEvents(none, write);
   DBTableEvent::deleteOldEvents(none, write);
   DBTableEvent::migrateFavoriteNotificationEvents(none, write);
   DBTableEvent::getEvent(1, none, [&](std::optional<Event>) { ++calls; });
-  DBTableEvent::getAllFavoriteEvents(none, [&](std::vector<Event>) { ++calls; });
   DBTableEvent::getAllEventsWithQuery("SELECT * FROM EventTable_", none,
                                       [&](std::unordered_set<Event>) { ++calls; });
-  DBTableEvent::getEventIDsToRefresh(none, idRead);
-  DBTableEvent::getIDs("SELECT ID FROM EventTable_", none, idRead);
+  DBTableEvent::getIDs("SELECT ID FROM EventTable_", none, [&](IDSet) { ++calls; });
   DBTableEvent::getFinishedEventsCount(none, [&](int) { ++calls; });
   EXPECT_EQ(calls, 0);
 
@@ -178,31 +160,10 @@ TEST_F(DBTableEventRowsTest, NullQueueDoesNoWorkAndCallsNoCompletion) {
 
   // Empty read completions on a real queue: nothing happens, nothing breaks.
   DBTableEvent::getEvent(1, queue_, {});
-  DBTableEvent::getAllFavoriteEvents(queue_, {});
-  DBTableEvent::getMutedEventIDs(queue_, {});
   DBTableEvent::getFinishedEventsCount(queue_, {});
 }
 
-TEST_F(DBTableEventRowsTest, FailingStatementsReportFalseOrEmptyOnce) {
-  ASSERT_TRUE(insertFavorite(event(1)));
-  exec("DROP TABLE EventTable_");
-  logs_.clear();
-
-  EXPECT_FALSE(insertFavorite(event(1)));
-  EXPECT_FALSE(insertOwned(event(1)));
-  Captured<std::vector<Event>> favourites;
-  DBTableEvent::getAllFavoriteEvents(queue_, favourites.completion());
-  EXPECT_EQ(favourites.calls, 1);
-  EXPECT_TRUE(favourites.value->empty());
-  Captured<int> count;
-  DBTableEvent::getFinishedEventsCount(queue_, count.completion());
-  EXPECT_EQ(count.value, 0);
-  EXPECT_TRUE(ids(&DBTableEvent::getEventIDsToRefresh).empty());
-  EXPECT_FALSE(read(1).has_value());
-  EXPECT_GT(logs_.countContaining("DB Error:"), 0u);
-}
-
-TEST_F(DBTableEventRowsTest, IDReadsTakeTheNamedColumnAs32BitIntegers) {
+TEST_F(DBTableEventRowsTest, IDReadsTakeTheNamedColumnAs32BitIntegersAndEventsCollapseByID) {
   Event e = event(1);
   e.homeTeamOriginal = model::Team{.ID = 10};
   ASSERT_TRUE(insertFavorite(e));
@@ -217,18 +178,54 @@ TEST_F(DBTableEventRowsTest, IDReadsTakeTheNamedColumnAs32BitIntegers) {
   Captured<IDSet> events;
   DBTableEvent::getIDs("SELECT ID FROM EventTable_", queue_, events.completion());
   EXPECT_EQ(events.value, (IDSet{1, 2}));
-}
 
-TEST_F(DBTableEventRowsTest, EventsOfAQueryCollapseByID) {
-  ASSERT_TRUE(insertFavorite(event(1)));
-  ASSERT_TRUE(insertOwned(event(2)));
-  Captured<std::unordered_set<Event>> events;
+  // The events of a query collapse by ID.
+  Captured<std::unordered_set<Event>> rows;
   DBTableEvent::getAllEventsWithQuery(
       "SELECT * FROM EventTable_ UNION ALL SELECT * FROM EventTable_ WHERE ID = 1", queue_,
-      events.completion());
-  ASSERT_EQ(events.calls, 1);
-  EXPECT_EQ(events.value->size(), 2u);
-  EXPECT_EQ(events.value->count(event(2)), 1u);
+      rows.completion());
+  EXPECT_EQ(rows.value->size(), 2u);
+}
+
+TEST_F(DBTableEventRowsTest, FailingStatementsAndALostConnectionStillCompleteEveryCallOnce) {
+  // Callers, and the caches that wait on a read, rely on every completion
+  // being called once, with a failure or an empty result.
+  const auto expectFailures = [this] {
+    EXPECT_FALSE(insertFavorite(event(1)));
+    EXPECT_FALSE(insertOwned(event(1)));
+    EXPECT_FALSE(read(1).has_value());
+    EXPECT_TRUE(ids(&DBTableEvent::getEventIDsToRefresh).empty());
+    int calls = 0;
+    const BoolCompletion expectFalse = [&](bool ok) {
+      ++calls;
+      EXPECT_FALSE(ok);
+    };
+    DBTableAbstract::updateRows("DELETE FROM EventTable_", queue_, expectFalse);
+    DBTableEvent::deleteFinishedEvents(queue_, expectFalse);
+    DBTableEvent::deleteEvents({1, 2}, queue_, expectFalse);
+    EXPECT_EQ(calls, 3);
+    Captured<std::vector<Event>> favourites;
+    DBTableEvent::getAllFavoriteEvents(queue_, favourites.completion());
+    EXPECT_EQ(favourites.value, std::vector<Event>{});
+    Captured<std::unordered_set<Event>> queried;
+    DBTableEvent::getAllEventsWithQuery("SELECT * FROM EventTable_", queue_, queried.completion());
+    EXPECT_EQ(queried.value, std::unordered_set<Event>{});
+    Captured<int> count;
+    DBTableEvent::getFinishedEventsCount(queue_, count.completion());
+    EXPECT_EQ(count.value, 0);
+  };
+  exec("DROP TABLE EventTable_");
+  logs_.clear();
+  expectFailures();
+  EXPECT_GT(logs_.countContaining("DB Error:"), 0u);
+
+  // A queue that cannot reopen its connection hands its blocks no database.
+  queue_->close();
+  const auto folder = helper_->databasePath().parent_path();
+  std::filesystem::remove_all(folder);
+  std::ofstream(folder) << "a file where the folder was";
+  expectFailures();
+  EXPECT_GE(logs_.countContaining("FMDatabaseQueue could not reopen database for path "), 1u);
 }
 
 }  // namespace

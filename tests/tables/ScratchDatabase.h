@@ -20,9 +20,7 @@ class ScratchDatabase {
     bool primaryKey = false;
   };
 
-  ScratchDatabase() {
-    if (sqlite3_open(":memory:", &db_) != SQLITE_OK) throw std::runtime_error("sqlite3_open");
-  }
+  ScratchDatabase() { sqlite3_open(":memory:", &db_); }
   ~ScratchDatabase() { sqlite3_close(db_); }
   ScratchDatabase(const ScratchDatabase&) = delete;
   ScratchDatabase& operator=(const ScratchDatabase&) = delete;
@@ -56,22 +54,6 @@ class ScratchDatabase {
     std::vector<ColumnInfo> out;
     for (auto& row : rows("PRAGMA table_info(" + table + ")")) {
       out.push_back({row[1].value_or(""), row[2].value_or(""), row[4], row[5] != "0"});
-    }
-    return out;
-  }
-
-  std::vector<std::string> columnNames(const std::string& table) {
-    std::vector<std::string> out;
-    for (const auto& column : tableInfo(table)) out.push_back(column.name);
-    return out;
-  }
-
-  /// Names of the indexes the schema created on `table` (not SQLite's own).
-  std::vector<std::string> indexNames(const std::string& table) {
-    std::vector<std::string> out;
-    for (auto& row : rows("SELECT name FROM sqlite_master WHERE type = 'index' AND tbl_name = '" +
-                          table + "' AND sql IS NOT NULL ORDER BY name")) {
-      out.push_back(*row[0]);
     }
     return out;
   }
