@@ -14,92 +14,58 @@ std::vector<std::string> names(const NewEntityTable::Columns& columns) {
   return out;
 }
 
-TEST(NewEntityTableTest, InitFormsStartEmpty) {
-  auto unnamed = NewEntityTable::init();
-  EXPECT_FALSE(unnamed->tableName().has_value());
-  EXPECT_TRUE(unnamed->columns().empty());
-  EXPECT_EQ(unnamed->getPrimaryKey(), nullptr);
-  EXPECT_FALSE(unnamed->getForeignKeys().has_value());
-
-  EXPECT_EQ(NewEntityTable::initWithTable("EventTable_")->tableName(), "EventTable_");
-}
-
-TEST(NewEntityTableTest, AddColumnFormsKeepOrderIndexAndParent) {
+TEST(NewEntityTableTest, AddColumnFormsKeepOrderIndexParentAndKeys) {
+  EXPECT_FALSE(NewEntityTable::init()->tableName().has_value());
   auto table = NewEntityTable::initWithTable("T");
-  table->addColumn("ID", C::kColumnTypePrimaryKey, C::kDataTypeInteger, true);
-  table->addColumn("CHANNEL_ID", C::kDataTypeInteger);
+  EXPECT_EQ(table->getPrimaryKey(), nullptr);
   table->addColumn("NAME", C::kDataTypeText, true);
-  table->addColumn("COUNT", C::kColumnTypeData, C::kDataTypeIntegerAlt);
+  table->addColumn("ID", C::kColumnTypePrimaryKey, C::kDataTypeInteger, true);
+  EXPECT_FALSE(table->getForeignKeys().has_value()) << "absent until a foreign key is added";
   table->addColumn("EVENT_ID", C::kDataTypeInteger, "EventTable_", "ID");
+  table->addColumn("COUNT", C::kColumnTypeData, C::kDataTypeIntegerAlt);
+  table->addColumn("TEAM_ID", C::kDataTypeInteger, "MyTeamTable", "ID", "ON DELETE CASCADE");
 
-  ASSERT_EQ(names(table->columns()),
-            (std::vector<std::string>{"ID", "CHANNEL_ID", "NAME", "COUNT", "EVENT_ID"}));
-  for (size_t i = 0; i < table->columns().size(); ++i) {
-    const auto& column = table->columns()[i];
-    EXPECT_EQ(column->columnIndex(), static_cast<int>(i));
-    EXPECT_EQ(column->parentTable(), table);
-  }
+  // A foreign-key column is in both lists: the builder writes its definition and its clause.
   const auto& columns = table->columns();
-  EXPECT_EQ(table->getPrimaryKey(), columns[0]);
-  EXPECT_TRUE(columns[0]->isAutoIncrement());
-  EXPECT_FALSE(columns[1]->isUnique());
-  EXPECT_TRUE(columns[2]->isUnique()) << "the unique form sets the flag on a data column";
-  EXPECT_EQ(columns[2]->columnType(), C::kColumnTypeData);
+  ASSERT_EQ(names(columns),
+            (std::vector<std::string>{"NAME", "ID", "EVENT_ID", "COUNT", "TEAM_ID"}));
+  ASSERT_TRUE(table->getForeignKeys().has_value());
+  EXPECT_EQ(names(*table->getForeignKeys()), (std::vector<std::string>{"EVENT_ID", "TEAM_ID"}));
+  for (size_t i = 0; i < columns.size(); ++i) {
+    EXPECT_EQ(columns[i]->columnIndex(), static_cast<int>(i));
+    EXPECT_EQ(columns[i]->parentTable(), table);
+  }
+  EXPECT_EQ(table->getPrimaryKey(), columns[1]);
+  EXPECT_TRUE(columns[1]->isAutoIncrement());
+  EXPECT_TRUE(columns[0]->isUnique()) << "the unique form sets the flag on a data column";
+  EXPECT_EQ(columns[0]->columnType(), C::kColumnTypeData);
+  EXPECT_FALSE(columns[3]->isUnique());
   EXPECT_EQ(columns[4]->columnType(), C::kColumnTypeForeignKey);
-  EXPECT_TRUE(columns[4]->isForeignKeyColumn());
+  EXPECT_EQ(columns[4]->referencedOptions(), "ON DELETE CASCADE");
+
+  const std::shared_ptr<NewEntityColumn> column = columns[0];
+  table.reset();
+  EXPECT_EQ(column->parentTable(), nullptr) << "a column must not keep its table alive";
 }
 
-TEST(NewEntityTableTest, SecondPrimaryKeyIsRefusedAndFirstStays) {
+TEST(NewEntityTableTest, SecondPrimaryKeyAndUnknownColumnTypeAreRefusedWithTheirIndexSet) {
   testing::LogCapture log;
   auto table = NewEntityTable::initWithTable("T");
   table->addColumn("ID", C::kColumnTypePrimaryKey, C::kDataTypeInteger);
   table->addColumn("NAME", C::kDataTypeText);
   auto second = C::initColumn(table, "OTHER_ID", C::kColumnTypePrimaryKey, C::kDataTypeInteger);
   table->insertColumn(second);
-
-  EXPECT_EQ(log.lines(), std::vector<std::string>{"DB WARNING: PK already exists"});
-  EXPECT_EQ(names(table->columns()), (std::vector<std::string>{"ID", "NAME"}));
-  EXPECT_EQ(table->getPrimaryKey()->columnName(), "ID");
-  EXPECT_EQ(second->columnIndex(), 2) << "the index is set before the check";
-}
-
-TEST(NewEntityTableTest, ForeignKeyColumnIsInColumnsAndForeignKeysInOrder) {
-  auto table = NewEntityTable::initWithTable("T");
-  table->addColumn("ID", C::kColumnTypePrimaryKey, C::kDataTypeInteger);
-  EXPECT_FALSE(table->getForeignKeys().has_value()) << "absent until a foreign key is added";
-
-  table->addColumn("EVENT_ID", C::kDataTypeInteger, "EventTable_", "ID");
-  table->addColumn("NAME", C::kDataTypeText);
-  table->addColumn("TEAM_ID", C::kDataTypeInteger, "MyTeamTable", "ID", "ON DELETE CASCADE");
-
-  EXPECT_EQ(names(table->columns()),
-            (std::vector<std::string>{"ID", "EVENT_ID", "NAME", "TEAM_ID"}));
-  ASSERT_TRUE(table->getForeignKeys().has_value());
-  EXPECT_EQ(names(*table->getForeignKeys()), (std::vector<std::string>{"EVENT_ID", "TEAM_ID"}));
-  EXPECT_EQ(table->getForeignKeys()->at(1)->referencedOptions(), "ON DELETE CASCADE");
-}
-
-TEST(NewEntityTableTest, UnknownColumnTypeIsRefusedWithIndexSet) {
-  testing::LogCapture log;
-  auto table = NewEntityTable::initWithTable("T");
-  table->addColumn("ID", C::kColumnTypePrimaryKey, C::kDataTypeInteger);
   auto odd = C::initColumn(table, "ODD", 3, C::kDataTypeInteger);
   table->insertColumn(odd);
 
-  EXPECT_EQ(log.lines(),
-            std::vector<std::string>{"DB WARNING: cannot insert column with unknown column type"});
-  EXPECT_EQ(table->columns().size(), 1u);
-  EXPECT_EQ(odd->columnIndex(), 1);
-  EXPECT_FALSE(table->getForeignKeys().has_value());
-}
-
-TEST(NewEntityTableTest, SetColumnsReplacesTheListOnly) {
-  auto table = NewEntityTable::initWithTable("T");
-  table->addColumn("ID", C::kColumnTypePrimaryKey, C::kDataTypeInteger);
-  table->addColumn("NAME", C::kDataTypeText);
-  table->setColumns({table->columns()[1]});
-  EXPECT_EQ(names(table->columns()), std::vector<std::string>{"NAME"});
+  EXPECT_EQ(log.lines(), (std::vector<std::string>{
+                             "DB WARNING: PK already exists",
+                             "DB WARNING: cannot insert column with unknown column type"}));
+  EXPECT_EQ(names(table->columns()), (std::vector<std::string>{"ID", "NAME"}));
   EXPECT_EQ(table->getPrimaryKey()->columnName(), "ID");
+  EXPECT_EQ(second->columnIndex(), 2) << "the index is set before the check";
+  EXPECT_EQ(odd->columnIndex(), 2);
+  EXPECT_FALSE(table->getForeignKeys().has_value());
 }
 
 }  // namespace
