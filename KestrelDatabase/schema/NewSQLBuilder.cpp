@@ -2,6 +2,9 @@
 
 #include <KestrelPlatform/Log.h>
 
+#include <charconv>
+#include <cstdint>
+
 namespace kestrel {
 namespace {
 
@@ -21,24 +24,47 @@ void appendWhere(std::string& sql, const ConditionList* list) {
   sql += ";";
 }
 
+// Appends the value's text form between double quotes, without the
+// temporaries of getStringInQuotes (integers and texts are the common case of
+// a whole row written in one statement).
+void appendQuoted(std::string& sql, const Value& value) {
+  sql += '"';
+  if (const std::string* text = value.text()) {
+    sql += *text;
+  } else if (const std::int64_t* integer = value.integer()) {
+    char digits[24];
+    sql.append(digits, std::to_chars(digits, digits + sizeof digits, *integer).ptr);
+  } else {
+    sql += value.description();
+  }
+  sql += '"';
+}
+
 std::string insertStatement(std::string_view verb, std::string_view tableName,
                             const ColumnValueMap& columnsAndValues) {
-  std::string columns(verb);
-  columns += tableName;
-  columns += " ( ";
-  std::string values = " ( ";
+  std::string sql(verb);
+  sql += tableName;
+  sql += " ( ";
+  std::string values;
+  values.reserve(columnsAndValues.size() * 16);
+  values += " ( ";
   bool first = true;
   for (const auto& [column, value] : columnsAndValues) {
     if (value.isNull()) continue;
     if (!first) {
-      columns += ", ";
+      sql += ", ";
       values += ", ";
     }
     first = false;
-    columns += "\"" + column + "\"";
-    values += NewSQLBuilder::getStringInQuotes(value);
+    sql += '"';
+    sql += column;
+    sql += '"';
+    appendQuoted(values, value);
   }
-  return columns + " ) VALUES " + values + " ); ";
+  sql += " ) VALUES ";
+  sql += values;
+  sql += " ); ";
+  return sql;
 }
 
 // Shared by the select-all and delete forms, which differ in head and message.
@@ -168,7 +194,9 @@ std::optional<std::string> NewSQLBuilder::updateTable(
     if (value.isNull()) continue;
     if (!first) sql += ", ";
     first = false;
-    sql += column + " = " + getStringInQuotes(value);
+    sql += column;
+    sql += " = ";
+    appendQuoted(sql, value);
   }
   appendWhere(sql, list);
   return sql;
@@ -187,7 +215,9 @@ bool NewSQLBuilder::isValidColumnsOperatorsValuesConjunction(
 }
 
 std::string NewSQLBuilder::getStringInQuotes(const Value& value) {
-  return "\"" + value.description() + "\"";
+  std::string quoted;
+  appendQuoted(quoted, value);
+  return quoted;
 }
 
 std::string NewSQLBuilder::buildColumnsOperatorsValuesConjuntionString(
@@ -196,9 +226,11 @@ std::string NewSQLBuilder::buildColumnsOperatorsValuesConjuntionString(
   for (size_t i = 0; i < columnsOperatorsValuesConjunction.size(); ++i) {
     const Value& element = columnsOperatorsValuesConjunction[i];
     if (i % 2 == 0) {
-      text += getStringInQuotes(element);
+      appendQuoted(text, element);
     } else {
-      text += " " + element.description() + " ";
+      text += ' ';
+      text += element.description();
+      text += ' ';
     }
   }
   return text;

@@ -1,6 +1,7 @@
 #include <KestrelModel/FieldTranslations.h>
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include <string>
 
@@ -35,6 +36,20 @@ TEST(FieldTranslationsTest, InvalidInputGivesNoValueWithoutThrowing) {
   std::string json;
   EXPECT_NO_THROW(json = broken.toJson());
   EXPECT_EQ(FieldTranslations::fromJson(json)->nameTranslation.at("de"), "Caf\xEF\xBF\xBD");
+}
+
+// The stored text is written directly, not through nlohmann; it must stay the
+// exact text nlohmann writes, or stored values would change form.
+TEST(FieldTranslationsTest, DirectWriterMatchesTheJsonLibraryOnAwkwardText) {
+  FieldTranslations t;
+  t.nameTranslation = {{"de", "Say \"hi\" \\ back"},
+                       {"hr", "Dinamo \u0160ibenik"},
+                       {"x\ny", std::string("tab\there\x01\x1f\x7f", 12)},
+                       {"zh", "\xE5\x8C\x97\xE4\xBA\xAC \xF0\x9F\x8F\x86"}};
+  t.shortNameTranslation = {{"en", ""}};
+  const nlohmann::json viaLibrary = t;
+  EXPECT_EQ(t.toJson(), viaLibrary.dump());
+  EXPECT_EQ(FieldTranslations{}.toJson(), nlohmann::json(FieldTranslations{}).dump());
 }
 
 }  // namespace
