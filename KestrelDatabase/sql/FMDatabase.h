@@ -250,6 +250,18 @@ class FMDatabase : public std::enable_shared_from_this<FMDatabase> {
   /// error of a failed savepoint statement.
   std::optional<FMError> inSavePoint(platform::FunctionRef<void(bool* rollback)> block);
 
+  enum class TransactionKind { Exclusive, Deferred, Immediate };
+  /// Begins a transaction of the kind, runs the block with a rollback flag
+  /// (initially false), then rolls back when it was set and commits
+  /// otherwise. The results of begin, commit and rollback are not checked.
+  /// The one sequence behind the queue's and the pool's transaction forms.
+  void runInTransaction(TransactionKind kind, platform::FunctionRef<void(bool* rollback)> block);
+  /// Runs the block inside the savepoint `name`: rolled back to when the
+  /// block sets *rollback, released in any case. The block does not run when
+  /// the savepoint cannot be started. Returns the first failure.
+  std::optional<FMError> runInSavePoint(std::string_view name,
+                                        platform::FunctionRef<void(bool* rollback)> block);
+
   /// sqlite3_wal_checkpoint_v2 of `name` (all attached databases when absent).
   bool checkpoint(FMDBCheckpointMode mode, FMError* error = nullptr);
   bool checkpoint(FMDBCheckpointMode mode, const std::optional<std::string>& name,

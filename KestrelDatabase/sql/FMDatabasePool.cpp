@@ -120,27 +120,11 @@ void FMDatabasePool::inDatabase(DatabaseBlock block) {
 
 void FMDatabasePool::runTransaction(TransactionKind kind, TransactionBlock block) {
   const auto db = takeDatabase();
-  bool shouldRollback = false;
   if (db) {
-    switch (kind) {
-      case TransactionKind::Exclusive:
-        db->beginTransaction();
-        break;
-      case TransactionKind::Deferred:
-        db->beginDeferredTransaction();
-        break;
-      case TransactionKind::Immediate:
-        db->beginImmediateTransaction();
-        break;
-    }
-  }
-  block(db.get(), &shouldRollback);
-  if (db) {
-    if (shouldRollback) {
-      db->rollback();
-    } else {
-      db->commit();
-    }
+    db->runInTransaction(kind, [&](bool* rollback) { block(db.get(), rollback); });
+  } else {
+    bool ignored = false;
+    block(nullptr, &ignored);
   }
   pushDatabaseBackInPool(db);
 }
@@ -165,19 +149,12 @@ std::optional<FMError> FMDatabasePool::inSavePoint(TransactionBlock block) {
   static std::atomic<long> savePointIndex{0};
   const std::string name = "savePoint" + std::to_string(savePointIndex++);
   const auto db = takeDatabase();
-  bool shouldRollback = false;
   std::optional<FMError> failure;
-  if (!db) {
-    block(nullptr, &shouldRollback);
-    return failure;
-  }
-  FMError error;
-  if (db->startSavePointWithName(name, &error)) {
-    block(db.get(), &shouldRollback);
-    if (shouldRollback && !db->rollbackToSavePointWithName(name, &error)) failure = error;
-    if (!db->releaseSavePointWithName(name, &error) && !failure) failure = error;
+  if (db) {
+    failure = db->runInSavePoint(name, [&](bool* rollback) { block(db.get(), rollback); });
   } else {
-    failure = error;
+    bool ignored = false;
+    block(nullptr, &ignored);
   }
   pushDatabaseBackInPool(db);
   return failure;

@@ -89,7 +89,7 @@ class FMDatabasePool {
   std::optional<FMError> inSavePoint(TransactionBlock block);
 
  private:
-  enum class TransactionKind { Exclusive, Deferred, Immediate };
+  using TransactionKind = FMDatabase::TransactionKind;
 
   /// An idle connection or a new one; nullptr when none can be had.
   std::shared_ptr<FMDatabase> takeDatabase();

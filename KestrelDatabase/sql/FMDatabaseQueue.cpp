@@ -95,28 +95,12 @@ void FMDatabaseQueue::inDatabase(DatabaseBlock block) {
 void FMDatabaseQueue::runTransaction(TransactionKind kind, TransactionBlock block) {
   queue_->sync([&] {
     FMDatabase* db = database();
-    bool shouldRollback = false;
-    if (db != nullptr) {
-      switch (kind) {
-        case TransactionKind::Exclusive:
-          db->beginTransaction();
-          break;
-        case TransactionKind::Deferred:
-          db->beginDeferredTransaction();
-          break;
-        case TransactionKind::Immediate:
-          db->beginImmediateTransaction();
-          break;
-      }
+    if (db == nullptr) {
+      bool ignored = false;
+      block(nullptr, &ignored);
+      return;
     }
-    block(db, &shouldRollback);
-    if (db != nullptr) {
-      if (shouldRollback) {
-        db->rollback();
-      } else {
-        db->commit();
-      }
-    }
+    db->runInTransaction(kind, [&](bool* rollback) { block(db, rollback); });
   });
 }
 
@@ -142,19 +126,12 @@ std::optional<FMError> FMDatabaseQueue::inSavePoint(TransactionBlock block) {
   queue_->sync([&] {
     const std::string name = "savePoint" + std::to_string(savePointIndex++);
     FMDatabase* db = database();
-    bool shouldRollback = false;
     if (db == nullptr) {
-      block(nullptr, &shouldRollback);
+      bool ignored = false;
+      block(nullptr, &ignored);
       return;
     }
-    FMError error;
-    if (!db->startSavePointWithName(name, &error)) {
-      failure = error;
-      return;
-    }
-    block(db, &shouldRollback);
-    if (shouldRollback && !db->rollbackToSavePointWithName(name, &error)) failure = error;
-    if (!db->releaseSavePointWithName(name, &error) && !failure) failure = error;
+    failure = db->runInSavePoint(name, [&](bool* rollback) { block(db, rollback); });
   });
   return failure;
 }

@@ -85,7 +85,7 @@ class FMDatabaseQueue {
                   int* logFrameCount, int* checkpointCount, FMError* error = nullptr);
 
  private:
-  enum class TransactionKind { Exclusive, Deferred, Immediate };
+  using TransactionKind = FMDatabase::TransactionKind;
 
   /// The open connection, reopening it when needed; nullptr when that fails.
   /// Only on the queue.

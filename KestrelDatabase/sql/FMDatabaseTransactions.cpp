@@ -68,8 +68,11 @@ bool FMDatabase::rollbackToSavePointWithName(std::string_view name, FMError* err
 
 std::optional<FMError> FMDatabase::inSavePoint(platform::FunctionRef<void(bool* rollback)> block) {
   static std::atomic<long> savePointIndex{0};
-  const std::string name = "dbSavePoint" + std::to_string(savePointIndex++);
+  return runInSavePoint("dbSavePoint" + std::to_string(savePointIndex++), block);
+}
 
+std::optional<FMError> FMDatabase::runInSavePoint(
+    std::string_view name, platform::FunctionRef<void(bool* rollback)> block) {
   FMError error;
   if (!startSavePointWithName(name, &error)) return error;
   bool shouldRollback = false;
@@ -79,6 +82,28 @@ std::optional<FMError> FMDatabase::inSavePoint(platform::FunctionRef<void(bool* 
   if (shouldRollback && !rollbackToSavePointWithName(name, &error)) failure = error;
   if (!releaseSavePointWithName(name, &error) && !failure) failure = error;
   return failure;
+}
+
+void FMDatabase::runInTransaction(TransactionKind kind,
+                                  platform::FunctionRef<void(bool* rollback)> block) {
+  switch (kind) {
+    case TransactionKind::Exclusive:
+      beginTransaction();
+      break;
+    case TransactionKind::Deferred:
+      beginDeferredTransaction();
+      break;
+    case TransactionKind::Immediate:
+      beginImmediateTransaction();
+      break;
+  }
+  bool shouldRollback = false;
+  block(&shouldRollback);
+  if (shouldRollback) {
+    rollback();
+  } else {
+    commit();
+  }
 }
 
 bool FMDatabase::checkpoint(FMDBCheckpointMode mode, FMError* error) {
