@@ -93,4 +93,13 @@ class NewEntityColumn {
   std::optional<std::string> referencedOptions_;
 };
 
+/// Short names for the codes, as the table classes' schema hooks write them
+/// (`using namespace column_codes;` in a table's source file).
+namespace column_codes {
+inline constexpr int kPrimaryKey = NewEntityColumn::kColumnTypePrimaryKey;
+inline constexpr int kInteger = NewEntityColumn::kDataTypeInteger;
+inline constexpr int kText = NewEntityColumn::kDataTypeText;
+inline constexpr int kIntegerAlt = NewEntityColumn::kDataTypeIntegerAlt;
+}  // namespace column_codes
+
 }  // namespace kestrel

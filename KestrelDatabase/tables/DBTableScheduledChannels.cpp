@@ -5,13 +5,7 @@
 
 namespace kestrel {
 
-namespace {
-
-constexpr int kPrimaryKey = NewEntityColumn::kColumnTypePrimaryKey;
-constexpr int kInteger = NewEntityColumn::kDataTypeInteger;
-constexpr int kText = NewEntityColumn::kDataTypeText;
-
-}  // namespace
+using namespace column_codes;
 
 // ---- Schema hooks -----------------------------------------------------------
 

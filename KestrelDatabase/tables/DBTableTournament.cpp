@@ -6,14 +6,7 @@
 
 namespace kestrel {
 
-namespace {
-
-constexpr int kPrimaryKey = NewEntityColumn::kColumnTypePrimaryKey;
-constexpr int kInteger = NewEntityColumn::kDataTypeInteger;
-constexpr int kText = NewEntityColumn::kDataTypeText;
-constexpr int kIntegerAlt = NewEntityColumn::kDataTypeIntegerAlt;
-
-}  // namespace
+using namespace column_codes;
 
 // ---- Schema hooks -----------------------------------------------------------
 

@@ -5,12 +5,7 @@
 
 namespace kestrel {
 
-namespace {
-
-constexpr int kPrimaryKey = NewEntityColumn::kColumnTypePrimaryKey;
-constexpr int kInteger = NewEntityColumn::kDataTypeInteger;
-
-}  // namespace
+using namespace column_codes;
 
 // ---- Schema hooks -----------------------------------------------------------
 
