@@ -54,7 +54,9 @@ bool isNumericField(char letter, int count) {
 }
 
 void appendPadded(std::string& out, long long value, int width) {
-  std::string digits = std::to_string(value < 0 ? -value : value);
+  // The magnitude in unsigned arithmetic, where negating LLONG_MIN is defined.
+  const auto bits = static_cast<unsigned long long>(value);
+  const std::string digits = std::to_string(value < 0 ? 0 - bits : bits);
   if (value < 0) out.push_back('-');
   if (static_cast<int>(digits.size()) < width) out.append(width - digits.size(), '0');
   out += digits;

@@ -5,18 +5,18 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <string>
 
 namespace kestrel::platform {
 
 void fatal(const char* format, ...) {
-  char message[1024];
   va_list args;
   va_start(args, format);
-  std::vsnprintf(message, sizeof message, format, args);
+  const std::string message = formatStringV(format, args);
   va_end(args);
-  log("FATAL: %s", message);
+  log("FATAL: %s", message.c_str());
   // The sink may have been replaced; make sure the reason reaches stderr.
-  std::fprintf(stderr, "FATAL: %s\n", message);
+  std::fprintf(stderr, "FATAL: %s\n", message.c_str());
   std::fflush(stderr);
   std::abort();
 }

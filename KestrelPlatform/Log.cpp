@@ -1,5 +1,7 @@
 #include <KestrelPlatform/Log.h>
 
+#include <KestrelPlatform/NumberText.h>
+
 #include <cstdarg>
 #include <cstdio>
 #include <mutex>
@@ -18,7 +20,10 @@ LogSink& currentSink() {
   return sink;
 }
 
-std::string vformat(const char* format, va_list args) {
+}  // namespace
+
+std::string formatStringV(const char* format, va_list args) {
+  const ClassicLocaleScope classic;
   va_list copy;
   va_copy(copy, args);
   char small[512];
@@ -31,12 +36,10 @@ std::string vformat(const char* format, va_list args) {
   return std::string(big.data(), static_cast<size_t>(needed));
 }
 
-}  // namespace
-
 void log(const char* format, ...) {
   va_list args;
   va_start(args, format);
-  std::string line = vformat(format, args);
+  std::string line = formatStringV(format, args);
   va_end(args);
   std::lock_guard lock(sinkMutex());
   if (currentSink()) {
@@ -57,7 +60,7 @@ LogSink setLogSink(LogSink sink) {
 void print(const char* format, ...) {
   va_list args;
   va_start(args, format);
-  const std::string text = vformat(format, args);
+  const std::string text = formatStringV(format, args);
   va_end(args);
   printText(text);
 }
@@ -70,7 +73,7 @@ void printText(std::string_view text) {
 std::string formatString(const char* format, ...) {
   va_list args;
   va_start(args, format);
-  std::string text = vformat(format, args);
+  std::string text = formatStringV(format, args);
   va_end(args);
   return text;
 }

@@ -2,6 +2,7 @@
 
 #include <KestrelPlatform/AppHome.h>
 #include <KestrelPlatform/Log.h>
+#include <KestrelPlatform/NumberText.h>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -28,13 +29,6 @@ bool textAsBool(const std::string& text) {
   if (i == text.size()) return false;
   const char c = text[i];
   return c == 'Y' || c == 'y' || c == 'T' || c == 't' || (c >= '1' && c <= '9');
-}
-
-std::int64_t doubleAsInteger(double value) {
-  if (std::isnan(value)) return 0;
-  if (value >= 9223372036854775807.0) return std::numeric_limits<std::int64_t>::max();
-  if (value <= -9223372036854775808.0) return std::numeric_limits<std::int64_t>::min();
-  return static_cast<std::int64_t>(value);
 }
 
 std::string errnoText() {
@@ -171,7 +165,7 @@ std::int64_t UserDefaults::integerForKey(std::string_view key) const {
                : static_cast<std::int64_t>(number);
   }
   if (value->is_number_integer()) return value->get<std::int64_t>();
-  if (value->is_number_float()) return doubleAsInteger(value->get<double>());
+  if (value->is_number_float()) return saturatedInteger(value->get<double>());
   if (value->is_string()) {
     // The leading digits ("42 apples" reads 42); saturates like strtoll.
     return std::strtoll(value->get_ref<const std::string&>().c_str(), nullptr, 10);
@@ -185,7 +179,7 @@ double UserDefaults::doubleForKey(std::string_view key) const {
   if (value == nullptr) return 0.0;
   if (value->is_boolean()) return value->get<bool>() ? 1.0 : 0.0;
   if (value->is_number()) return value->get<double>();
-  if (value->is_string()) return std::strtod(value->get_ref<const std::string&>().c_str(), nullptr);
+  if (value->is_string()) return leadingDouble(value->get_ref<const std::string&>());
   return 0.0;
 }
 
