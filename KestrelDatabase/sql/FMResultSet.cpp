@@ -2,6 +2,7 @@
 
 #include <KestrelDatabase/sql/FMDatabase.h>
 #include <KestrelPlatform/Log.h>
+#include <KestrelPlatform/NumberText.h>
 
 #include <sqlite3.h>
 
@@ -205,8 +206,11 @@ std::optional<Value::Date> FMResultSet::dateForColumnIndex(int columnIdx) const 
     const auto text = stringForColumnIndex(columnIdx);
     return text ? parentDB_->dateFromString(*text) : std::nullopt;
   }
-  const std::chrono::duration<double> seconds(sqlite3_column_double(handle_, columnIdx));
-  return Value::Date(std::chrono::duration_cast<Value::Date::duration>(seconds));
+  // Computed as a double, then saturated: seconds beyond what the clock holds
+  // (some 292 years either side of 1970) must not overflow the conversion.
+  const std::chrono::duration<double, Value::Date::period> ticks =
+      std::chrono::duration<double>(sqlite3_column_double(handle_, columnIdx));
+  return Value::Date(Value::Date::duration(platform::saturatedInteger(ticks.count())));
 }
 
 std::optional<Value::Date> FMResultSet::dateForColumn(std::string_view columnName) const {

@@ -1,8 +1,7 @@
 #include <KestrelDatabase/sql/Value.h>
 
-#include <charconv>
-#include <cstdio>
-#include <cstdlib>
+#include <KestrelPlatform/NumberText.h>
+
 #include <ctime>
 
 namespace kestrel {
@@ -23,9 +22,9 @@ std::int64_t Value::toInt64() const {
     case Type::Integer:
       return *integer();
     case Type::Double:
-      return static_cast<std::int64_t>(*real());
+      return platform::saturatedInteger(*real());
     case Type::Text:
-      return std::strtoll(text()->c_str(), nullptr, 10);
+      return platform::leadingInteger(*text());
     default:
       return 0;
   }
@@ -38,7 +37,7 @@ double Value::toDouble() const {
     case Type::Double:
       return *real();
     case Type::Text:
-      return std::strtod(text()->c_str(), nullptr);
+      return platform::leadingDouble(*text());
     case Type::Date:
       return std::chrono::duration<double>(date()->time_since_epoch()).count();
     default:
@@ -52,11 +51,8 @@ std::string Value::description() const {
       return "<null>";
     case Type::Integer:
       return std::to_string(*integer());
-    case Type::Double: {
-      char buffer[64];
-      const auto result = std::to_chars(buffer, buffer + sizeof buffer, *real());
-      return std::string(buffer, result.ptr);
-    }
+    case Type::Double:
+      return platform::decimalText(*real());
     case Type::Text:
       return *text();
     case Type::Blob: {

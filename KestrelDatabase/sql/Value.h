@@ -14,6 +14,7 @@
 //   std::nullopt, nullptr         -> the null marker
 //   std::optional<T>              -> T's value, or the null marker
 //   anything else that streams    -> the text it writes to an ostream
+//                                    (in the classic locale)
 //
 // Thread-safety: a plain value type.
 #pragma once
@@ -22,6 +23,7 @@
 #include <concepts>
 #include <cstddef>
 #include <cstdint>
+#include <locale>
 #include <optional>
 #include <ostream>
 #include <span>
@@ -79,6 +81,7 @@ class Value {
            !std::is_same_v<std::remove_cvref_t<T>, Value> &&
            requires(std::ostream & os, const T& t) { os << t; }) Value(const T& v) {  // NOLINT
     std::ostringstream out;
+    out.imbue(std::locale::classic());  // not the application's global locale
     out << v;
     data_ = out.str();
   }
@@ -93,15 +96,18 @@ class Value {
   const Blob* blob() const { return std::get_if<Blob>(&data_); }
   const Date* date() const { return std::get_if<Date>(&data_); }
 
-  /// Numeric reading with SQLite-like conversion: integer and double convert,
-  /// text is parsed as a leading number, anything else is 0.
+  /// Numeric reading with SQLite-like conversion: integer and double convert
+  /// (a double beyond the 64-bit range saturates, NaN is 0), text is parsed
+  /// as a leading number ('.' as the decimal point), anything else is 0.
   std::int64_t toInt64() const;
   double toDouble() const;
 
   /// The text form used where a value is written into SQL text or shown:
-  /// integers in decimal, doubles in their shortest exact form ("3", "1.5"),
-  /// text as it is, a blob as "<hex bytes>", a date as
-  /// "YYYY-MM-DD HH:MM:SS +0000", the null marker as "<null>".
+  /// integers in decimal, doubles with the fewest digits that read back as
+  /// the same value and never with an exponent ("3", "1.5", "1700000000",
+  /// "0.1"), text as it is, a blob as "<hex bytes>", a date as
+  /// "YYYY-MM-DD HH:MM:SS +0000", the null marker as "<null>". The same
+  /// whatever locale the process has set.
   std::string description() const;
 
   bool operator==(const Value& other) const = default;

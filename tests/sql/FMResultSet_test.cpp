@@ -123,6 +123,15 @@ TEST_F(FMResultSetTest, OutOfRangeIndexesReadAsZeroOrAbsent) {
   rs->close();
 }
 
+TEST_F(FMResultSetTest, DatesBeyondWhatTheClockHoldsSaturate) {
+  auto rs = db->executeQuery("select 1e300, -1e300, 1700000000.5");
+  ASSERT_TRUE(rs && rs->next());
+  EXPECT_EQ(rs->dateForColumnIndex(0), Value::Date::max());
+  EXPECT_EQ(rs->dateForColumnIndex(1), Value::Date::min());
+  EXPECT_EQ(rs->dateForColumnIndex(2), Value::Date(std::chrono::milliseconds(1700000000500)));
+  rs->close();
+}
+
 TEST_F(FMResultSetTest, SteppingPastTheEndClosesAnAutoClosingResultSet) {
   auto rs = db->executeQuery("select EVENT_ID from EventTable_");
   ASSERT_TRUE(rs && rs->next());
