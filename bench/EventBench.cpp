@@ -283,11 +283,9 @@ model::Sport rawSport(const RawRow& r) {
   return sport;
 }
 
-std::optional<model::Team> rawSubteam(const RawRow& r, int id, int name, int translations) {
-  const auto subteamID = r.integer(id);
-  if (!subteamID) return std::nullopt;
+model::Team rawSubteam(const RawRow& r, int id, int name, int translations) {
   model::Team subteam;
-  subteam.ID = *subteamID;
+  subteam.ID = r.integerOrZero(id);
   subteam.name = r.text(name);
   subteam.fieldTranslations = r.translations(translations);
   return subteam;
@@ -305,8 +303,9 @@ model::Team rawTeam(const RawRow& r, int first, int subteams) {
   auto two = rawSubteam(r, subteams + 3, subteams + 4, subteams + 5);
   team.nameCode = r.text(first + 5);
   team.fieldTranslations = r.translations(first + 6);
-  if (one) team.subTeams.push_back(std::move(*one));
-  if (two) team.subTeams.push_back(std::move(*two));
+  team.subTeams.reserve(2);
+  team.subTeams.push_back(std::move(one));
+  team.subTeams.push_back(std::move(two));
   return team;
 }
 
@@ -391,9 +390,7 @@ Event rawEvent(const RawRow& r) {
   e.status.code = r.integerOrZero(at("STATUS_CODE"));
   e.hasEventPlayerStatistics = r.boolean(at("STATISTICS"));
   e.endTimestamp = r.integer(at("END_DATE"));
-  if (const auto batting = r.integer(at("CURRENT_BATTING_TEAM_ID"))) {
-    e.currentBattingTeam = model::Team{.ID = *batting};
-  }
+  e.currentBattingTeam = model::Team{.ID = r.integerOrZero(at("CURRENT_BATTING_TEAM_ID"))};
   model::StatusTime statusTime;
   statusTime.initial = r.integer(at("STATUS_INITIAL"));
   statusTime.max = r.integer(at("STATUS_MAX"));
@@ -414,11 +411,8 @@ Event rawEvent(const RawRow& r) {
   e.streamContentId = r.integer(at("STREAM_CONTENT_ID"));
   e.streamContentGeoRestrictions = r.texts(at("STREAM_CONTENT_GEO_RESTRICTIONS"));
   e.bestOfSets = r.integer(at("BEST_OF_SETS"));
-  const auto varHome = r.integer(at("VAR_IN_PROGRESS_HOME"));
-  const auto varAway = r.integer(at("VAR_IN_PROGRESS_AWAY"));
-  if (varHome || varAway) {
-    e.varInProgress = model::VarInProgress(varHome.value_or(0) != 0, varAway.value_or(0) != 0);
-  }
+  e.varInProgress = model::VarInProgress(r.integerOrZero(at("VAR_IN_PROGRESS_HOME")) != 0,
+                                         r.integerOrZero(at("VAR_IN_PROGRESS_AWAY")) != 0);
   return e;
 }
 

@@ -365,12 +365,14 @@ void DBTableEvent::deleteEvent(std::int64_t eventID, const std::shared_ptr<FMDat
 void DBTableEvent::deleteEvents(const IDSet& eventIDs,
                                 const std::shared_ptr<FMDatabaseQueue>& queue,
                                 const BoolCompletion& completion) {
-  if (!queue) return;
+  // Nothing to delete is a failure reported at once, before the queue is
+  // even looked at.
   const auto sql = deleteEventsStatement(eventIDs);
   if (!sql) {
     if (completion) completion(false);
     return;
   }
+  if (!queue) return;
   deleteRows(*sql, queue, completion);
 }
 

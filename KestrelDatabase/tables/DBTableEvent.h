@@ -14,7 +14,8 @@
 // The row mapping (Event <-> column values) lives in DBTableEventMapper.cpp.
 // Every "now" is platform::Clock::now(), written into statements with "%f".
 //
-// Completions: a null queue means no work and no completion call. Otherwise
+// Completions: a null queue means no work and no completion call (except for
+// deleteEvents() with an empty set, which always reports false). Otherwise
 // a given completion is called exactly once, inside the queue's block, before
 // the operation returns; when the queue could not reopen its connection the
 // completion still comes, with false, an empty result, no event or 0. ID sets
@@ -374,7 +375,7 @@ class DBTableEvent : public DBTableAbstract {
   static void deleteEvent(std::int64_t eventID, const std::shared_ptr<FMDatabaseQueue>& queue,
                           const BoolCompletion& completion = {});
   /// Deletes the rows of all the IDs in one statement. An empty set runs no
-  /// SQL and reports false at once (with a queue).
+  /// SQL and reports false at once, with or without a queue.
   static void deleteEvents(const IDSet& eventIDs, const std::shared_ptr<FMDatabaseQueue>& queue,
                            const BoolCompletion& completion = {});
 
@@ -467,6 +468,21 @@ class DBTableEvent : public DBTableAbstract {
   // Both directions are total: any event gives a full map, and any row, with
   // NULLs, text in integer columns or columns missing from an old table,
   // gives an Event (missing or unreadable values read as absent or 0).
+  //
+  // Both directions also run inside a guard: when the C++ runtime throws
+  // while they work (an allocation failure, a failed conversion), the write
+  // side returns the columns mapped so far and the read side logs
+  // "DB: Event mapper exception caught." and returns the event built so far.
+  // Nothing is thrown to the caller.
+  //
+  // Empty parts: the read side always builds two sub-teams on each side's
+  // team, a current batting team and the video-review state, also from NULL
+  // columns (a NULL ID reads as 0, a NULL flag as false). A sub-team or
+  // batting team whose ID is 0 and that has neither a name nor field
+  // translations is such an empty part: the write side stores its columns as
+  // NULL and leaves it out of the joined sub-team text, so re-writing an event
+  // that was read back keeps those NULL columns NULL. (The two VAR columns,
+  // once read back, are written as 0: false and NULL read the same.)
 
   /// Where each column of kColumns sits in the rows of one result set (-1 when
   /// it has no such column, or the mapping does not read it). Build it after
@@ -481,12 +497,15 @@ class DBTableEvent : public DBTableAbstract {
   /// each present even when the event lacks its value (the null marker).
   /// Lists are joined with ","; an empty list is the null marker. LAST_UPDATE
   /// is Clock::now() as a double; SPORT_ROWS is always 0. Values under an
-  /// absent part (tournament, team, score, ...) are the null marker, its
-  /// flags included; the event's own flags are always 0 or 1.
+  /// absent part (tournament, team, score, ...) are the null marker, but
+  /// boolean columns are always 0 or 1 (0 under an absent tournament or
+  /// change set); only the VAR flags are NULL, when the event has no
+  /// video-review state.
   static ColumnValueMap mapAllPropertiesToColumns(const model::Event& event);
 
   /// The event of the result set's current row. Builds the row layout on each
-  /// call; mapping many rows, build it once and use the second form.
+  /// call; mapping many rows, build it once and use the second form. Each
+  /// side's team has exactly two sub-teams (see "Empty parts" above).
   static model::Event mapEventFromResultSet(const FMResultSet& resultSet);
   static model::Event mapEventFromResultSet(const FMResultSet& resultSet, const RowLayout& layout);
 
@@ -508,6 +527,11 @@ class DBTableEvent : public DBTableAbstract {
     std::size_t changes, timestamp, hasChanges;
   };
 
+  // The two directions' work, run inside their guards.
+  static void putColumns(const model::Event& event, ColumnValueMap& map);
+  static void readColumns(const FMResultSet& resultSet, const RowLayout& layout,
+                          model::Event& event);
+
   // The read sub-mappers, in the order mapEventFromResultSet() uses them.
   static model::Tournament mapTournamentModelFromResultSet(const FMResultSet& resultSet,
                                                            const RowLayout& layout);
@@ -515,10 +539,10 @@ class DBTableEvent : public DBTableAbstract {
                                                  const RowLayout& layout);
   static model::Team mapTeamFromResultSet(const FMResultSet& resultSet, const RowLayout& layout,
                                           const TeamColumns& columns);
-  /// Absent when the sub-team's ID column is NULL.
-  static std::optional<model::Team> mapSubteamFromsResultSet(const FMResultSet& resultSet,
-                                                             const RowLayout& layout,
-                                                             const SubteamColumns& columns);
+  /// From NULL columns: ID 0, no name, no field translations (empty).
+  static model::Team mapSubteamFromsResultSet(const FMResultSet& resultSet,
+                                              const RowLayout& layout,
+                                              const SubteamColumns& columns);
   static model::EventTime mapTimeFromResultSet(const FMResultSet& resultSet,
                                                const RowLayout& layout);
   static model::EventScore mapScoreFromResultSet(const FMResultSet& resultSet,

@@ -5,12 +5,18 @@
 // every column up once per result set (RowLayout) and then reads by index, so
 // mapping many rows costs no name lookups and an old table that lacks a column
 // logs its warning once per result set rather than once per row.
+//
+// Both directions run inside a guard: what the C++ runtime throws while they
+// work (an allocation failure, a failed conversion) ends the mapping there,
+// and the caller gets what was mapped until then.
 
 #include <KestrelDatabase/sql/FMResultSet.h>
 #include <KestrelDatabase/tables/DBTableEvent.h>
 #include <KestrelPlatform/Clock.h>
+#include <KestrelPlatform/Log.h>
+#include <KestrelPlatform/NumberText.h>
 
-#include <cctype>
+#include <exception>
 #include <string_view>
 #include <utility>
 
@@ -58,10 +64,19 @@ Value joined(const std::vector<std::string>& texts) {
   return Value(std::move(text));
 }
 
+// A sub-team or batting team that the read side built from NULL columns: no
+// ID and nothing else its columns hold. It is written back as NULL columns,
+// so that re-writing an event that was read back does not turn NULL into 0.
+bool isEmptyPart(const model::Team& team) {
+  return team.ID == 0 && !team.name && !team.fieldTranslations;
+}
+
 Value subTeamsText(const std::vector<model::Team>& subTeams) {
   std::vector<std::string> texts;
   texts.reserve(subTeams.size());
-  for (const auto& team : subTeams) texts.push_back(team.description());
+  for (const auto& team : subTeams) {
+    if (!isEmptyPart(team)) texts.push_back(team.description());
+  }
   return joined(texts);
 }
 
@@ -75,20 +90,17 @@ Value from(const std::optional<Part>& part, Read read) {
   return part ? Value(read(*part)) : Value::null();
 }
 
+// A flag of an optional part: false (0) when the part is absent, as every
+// boolean column is written.
+template <class Part, class Read>
+Value flag(const std::optional<Part>& part, Read read) {
+  return Value(part ? static_cast<bool>(read(*part)) : false);
+}
+
 // ---- Read helpers ----
 
-// The decimal number at the start of `text` after blanks, as a stored list
-// element is read: "12" -> 12, "-3" -> -3, "x" -> 0. Never fails.
-std::int64_t leadingInteger(std::string_view text) {
-  std::size_t i = 0;
-  while (i < text.size() && std::isspace(static_cast<unsigned char>(text[i]))) ++i;
-  bool negative = false;
-  if (i < text.size() && (text[i] == '-' || text[i] == '+')) negative = text[i++] == '-';
-  std::uint64_t value = 0;
-  for (; i < text.size() && std::isdigit(static_cast<unsigned char>(text[i])); ++i) {
-    value = value * 10 + static_cast<std::uint64_t>(text[i] - '0');
-  }
-  return negative ? -static_cast<std::int64_t>(value) : static_cast<std::int64_t>(value);
+void logMapperException() {
+  platform::log("DB: Event mapper exception caught.");
 }
 
 std::vector<std::string> splitTexts(const std::optional<std::string>& text) {
@@ -106,7 +118,9 @@ std::vector<std::string> splitTexts(const std::optional<std::string>& text) {
 
 std::vector<std::int64_t> splitIntegers(const std::optional<std::string>& text) {
   std::vector<std::int64_t> numbers;
-  for (const auto& piece : splitTexts(text)) numbers.push_back(leadingInteger(piece));
+  // An element reads as its leading integer ("12" -> 12, "x" -> 0; beyond
+  // the 64-bit range, the nearest limit).
+  for (const auto& piece : splitTexts(text)) numbers.push_back(platform::leadingInteger(piece));
   return numbers;
 }
 
@@ -146,6 +160,16 @@ class Row {
 // ---- Write mapping ------------------------------------------------------------
 
 ColumnValueMap DBTableEvent::mapAllPropertiesToColumns(const Event& event) {
+  ColumnValueMap map;
+  try {
+    putColumns(event, map);
+  } catch (const std::exception&) {
+    // The columns mapped before the failure are what the caller gets.
+  }
+  return map;
+}
+
+void DBTableEvent::putColumns(const Event& event, ColumnValueMap& map) {
   const auto& tournament = event.tournament;
   const auto category = tournament ? tournament->category : std::nullopt;
   const auto sport = category ? category->sport : std::nullopt;
@@ -155,7 +179,6 @@ ColumnValueMap DBTableEvent::mapAllPropertiesToColumns(const Event& event) {
   const auto& homeScore = event.homeScoreOriginal;
   const auto& awayScore = event.awayScoreOriginal;
 
-  ColumnValueMap map;
   map.reserve(kColumnCount - 2);
   const auto put = [&map](const char* name, Value value) {
     map.emplace_back(name, std::move(value));
@@ -246,7 +269,9 @@ ColumnValueMap DBTableEvent::mapAllPropertiesToColumns(const Event& event) {
   const auto putSubteam = [&](const std::optional<model::Team>& team, std::size_t element,
                               const char* id, const char* name, const char* fieldTranslations) {
     const model::Team* subteam =
-        team && team->subTeams.size() > element ? &team->subTeams[element] : nullptr;
+        team && team->subTeams.size() > element && !isEmptyPart(team->subTeams[element])
+            ? &team->subTeams[element]
+            : nullptr;
     put(id, subteam ? Value(subteam->ID) : Value::null());
     put(name, subteam ? Value(subteam->name) : Value::null());
     put(fieldTranslations, subteam ? translationsText(subteam->fieldTranslations) : Value::null());
@@ -264,22 +289,24 @@ ColumnValueMap DBTableEvent::mapAllPropertiesToColumns(const Event& event) {
   const auto& changes = event.changesOriginal;
   put(kChangesTimestamp, from(changes, [](const auto& c) { return c.changeTimestamp; }));
   put(kChangesCarray, from(changes, [](const auto& c) { return joined(c.changes); }));
-  put(kChangesHasChanges, from(changes, [](const auto& c) { return c.hasChanges; }));
+  put(kChangesHasChanges, flag(changes, [](const auto& c) { return c.hasChanges; }));
 
   put(kStatusCode, event.status.code);
   put(kStatistics, event.hasEventPlayerStatistics);
   put(kTournamentUniqueName, from(tournament, [](const auto& t) { return t.uniqueName; }));
   put(kEndDate, event.endTimestamp);
   put(kTournamentPlayerHeatmap,
-      from(tournament, [](const auto& t) { return t.hasEventPlayerHeatMap; }));
+      flag(tournament, [](const auto& t) { return t.hasEventPlayerHeatMap; }));
   put(kTournamentPlayerStatistics,
-      from(tournament, [](const auto& t) { return t.hasEventPlayerStatistics; }));
-  put(kTournamentBoxScore, from(tournament, [](const auto& t) { return t.hasBoxScore; }));
+      flag(tournament, [](const auto& t) { return t.hasEventPlayerStatistics; }));
+  put(kTournamentBoxScore, flag(tournament, [](const auto& t) { return t.hasBoxScore; }));
 
   if (event.currentBattingTeamId) {
     put(kCurrentBattingTeamId, *event.currentBattingTeamId);
+  } else if (event.currentBattingTeam && !isEmptyPart(*event.currentBattingTeam)) {
+    put(kCurrentBattingTeamId, event.currentBattingTeam->ID);
   } else {
-    put(kCurrentBattingTeamId, from(event.currentBattingTeam, [](const auto& t) { return t.ID; }));
+    put(kCurrentBattingTeamId, Value::null());
   }
 
   const auto& statusTime = event.statusTime;
@@ -297,7 +324,7 @@ ColumnValueMap DBTableEvent::mapAllPropertiesToColumns(const Event& event) {
 
   put(kFinalRound, event.finalRound);
   put(kTournamentDisplayInverseHomeAwayTeams,
-      from(tournament, [](const auto& t) { return t.displayInverseHomeAwayTeams; }));
+      flag(tournament, [](const auto& t) { return t.displayInverseHomeAwayTeams; }));
   put(kTournamentGroundType, from(tournament, [](const auto& t) { return t.groundType; }));
   put(kTournamentTennisPoints, from(tournament, [](const auto& t) { return t.tennisPoints; }));
 
@@ -319,16 +346,21 @@ ColumnValueMap DBTableEvent::mapAllPropertiesToColumns(const Event& event) {
   put(kBestOfSets, event.bestOfSets);
   put(kVarInProgressHome, from(event.varInProgress, [](const auto& v) { return v.homeTeam; }));
   put(kVarInProgressAway, from(event.varInProgress, [](const auto& v) { return v.awayTeam; }));
-  return map;
 }
 
 // ---- Read mapping -------------------------------------------------------------
 
 DBTableEvent::RowLayout DBTableEvent::rowLayoutForResultSet(const FMResultSet& resultSet) {
   RowLayout layout;
-  for (std::size_t i = 0; i < kColumns.size(); ++i) {
-    layout.indexes[i] =
-        isReadByMapping(kColumns[i].name) ? resultSet.columnIndexForName(kColumns[i].name) : -1;
+  layout.indexes.fill(-1);
+  try {
+    for (std::size_t i = 0; i < kColumns.size(); ++i) {
+      if (isReadByMapping(kColumns[i].name)) {
+        layout.indexes[i] = resultSet.columnIndexForName(kColumns[i].name);
+      }
+    }
+  } catch (const std::exception&) {
+    logMapperException();  // the columns not yet looked up read as NULL
   }
   return layout;
 }
@@ -338,8 +370,18 @@ Event DBTableEvent::mapEventFromResultSet(const FMResultSet& resultSet) {
 }
 
 Event DBTableEvent::mapEventFromResultSet(const FMResultSet& resultSet, const RowLayout& layout) {
-  const Row row(resultSet, layout);
   Event event;
+  try {
+    readColumns(resultSet, layout, event);
+  } catch (const std::exception&) {
+    logMapperException();  // the event as far as it was built
+  }
+  return event;
+}
+
+void DBTableEvent::readColumns(const FMResultSet& resultSet, const RowLayout& layout,
+                               Event& event) {
+  const Row row(resultSet, layout);
 
   event.ID = row.integerOrZero(column(kId));
   event.startTimestamp = row.integer(column(kStartDate));
@@ -425,11 +467,9 @@ Event DBTableEvent::mapEventFromResultSet(const FMResultSet& resultSet, const Ro
   event.status.code = row.integerOrZero(column(kStatusCode));
   event.hasEventPlayerStatistics = row.boolean(column(kStatistics));
   event.endTimestamp = row.integer(column(kEndDate));
-  // Only a stored ID makes a batting team: a made-up team with ID 0 would be
-  // written back as 0 instead of NULL.
-  if (const auto battingTeamID = row.integer(column(kCurrentBattingTeamId))) {
-    event.currentBattingTeam = model::Team{.ID = *battingTeamID};
-  }
+  // Always a batting team; from a NULL column it has ID 0 and counts as empty
+  // when the event is written again.
+  event.currentBattingTeam = model::Team{.ID = row.integerOrZero(column(kCurrentBattingTeamId))};
 
   event.statusTime = mapStatusTimeFromResultSet(resultSet, layout);
   event.timeInfo = mapTimeinfoFromResultSet(resultSet, layout);
@@ -441,13 +481,8 @@ Event DBTableEvent::mapEventFromResultSet(const FMResultSet& resultSet, const Ro
   event.streamContentGeoRestrictions = splitTexts(row.text(column(kStreamContentGeoRestrictions)));
   event.bestOfSets = row.integer(column(kBestOfSets));
 
-  // Both columns NULL: the event had no video-review information.
-  const auto varHome = row.integer(column(kVarInProgressHome));
-  const auto varAway = row.integer(column(kVarInProgressAway));
-  if (varHome || varAway) {
-    event.varInProgress = model::VarInProgress(varHome.value_or(0) != 0, varAway.value_or(0) != 0);
-  }
-  return event;
+  event.varInProgress = model::VarInProgress(row.integerOrZero(column(kVarInProgressHome)) != 0,
+                                             row.integerOrZero(column(kVarInProgressAway)) != 0);
 }
 
 model::Tournament DBTableEvent::mapTournamentModelFromResultSet(const FMResultSet& resultSet,
@@ -509,19 +544,18 @@ model::Team DBTableEvent::mapTeamFromResultSet(const FMResultSet& resultSet,
   auto subteam2 = mapSubteamFromsResultSet(resultSet, layout, columns.subteam2);
   team.nameCode = row.text(columns.nameCode);
   team.fieldTranslations = row.translations(columns.fieldTranslations);
-  if (subteam1) team.subTeams.push_back(std::move(*subteam1));
-  if (subteam2) team.subTeams.push_back(std::move(*subteam2));
+  team.subTeams.reserve(2);
+  team.subTeams.push_back(std::move(subteam1));
+  team.subTeams.push_back(std::move(subteam2));
   return team;
 }
 
-std::optional<model::Team> DBTableEvent::mapSubteamFromsResultSet(const FMResultSet& resultSet,
-                                                                  const RowLayout& layout,
-                                                                  const SubteamColumns& columns) {
+model::Team DBTableEvent::mapSubteamFromsResultSet(const FMResultSet& resultSet,
+                                                   const RowLayout& layout,
+                                                   const SubteamColumns& columns) {
   const Row row(resultSet, layout);
-  const auto id = row.integer(columns.id);
-  if (!id) return std::nullopt;
   model::Team subteam;
-  subteam.ID = *id;
+  subteam.ID = row.integerOrZero(columns.id);
   subteam.name = row.text(columns.name);
   subteam.fieldTranslations = row.translations(columns.fieldTranslations);
   return subteam;

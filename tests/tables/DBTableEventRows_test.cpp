@@ -144,8 +144,14 @@ TEST_F(DBTableEventRowsTest, NullQueueDoesNoWorkAndCallsNoCompletion) {
   const std::shared_ptr<FMDatabaseQueue> none;
   int calls = 0;
   const BoolCompletion write = [&](bool) { ++calls; };
+  // Deleting nothing fails at once, queue or not.
+  Captured<bool> nothing;
+  DBTableEvent::deleteEvents({}, none, nothing.completion());
+  EXPECT_EQ(nothing.calls, 1);
+  EXPECT_EQ(nothing.value, false);
+
   DBTableEvent::insertEvent(event(1), false, none, write);
-  DBTableEvent::deleteEvents({}, none, write);
+  DBTableEvent::deleteEvents({1}, none, write);
   DBTableEvent::deleteOldEvents(none, write);
   DBTableEvent::migrateFavoriteNotificationEvents(none, write);
   DBTableEvent::getEvent(1, none, [&](std::optional<Event>) { ++calls; });
