@@ -1,15 +1,14 @@
 #include <KestrelDatabase/tables/DBTableEvent.h>
 #include <gtest/gtest.h>
 
-#include <regex>
 #include <string>
 #include <vector>
 
 #include "tables/DBTableEventFixture.h"
 
 // Which rows the finished-event pruning hides or deletes, which rows the old
-// events purge removes, which rows are due for a refresh (and the text of that
-// query), and what the favourite migration does to each kind of row.
+// events purge removes, which rows are due for a refresh, the exact statement
+// texts, and what the favourite migration does to each kind of row.
 namespace kestrel {
 namespace {
 
@@ -157,36 +156,81 @@ TEST_F(DBTableEventRetentionTest, RefreshSelectionOnBothSidesOfEveryBound) {
   }
 }
 
-// The text itself: "now" written as "%f", strict bounds, windows in order.
-TEST(DBTableEventStatementsTest, RefreshQueryHasSixteenClausesInOrder) {
-  const std::string n = "1700000000.500000";
-  // A window on the start (`ahead`: before it), then the age of the row's data.
-  const auto window = [&](int status, bool ahead, int lower, int upper, int age) {
-    const std::string diff = ahead ? "(START_DATE - " + n + ")" : "(" + n + " - START_DATE)";
-    return "( (STATUS_TYPE = " + std::to_string(status) + ") AND (" + diff + " > " +
-           std::to_string(lower) + ") AND " +
-           (upper ? "(" + diff + " < " + std::to_string(upper) + ") AND " : "") + "(ABS(" + n +
-           " - LAST_UPDATE) > " + std::to_string(age) + ") )";
-  };
-  const auto any = [&](int status, int age) {
-    return "( (STATUS_TYPE = " + std::to_string(status) + ") AND (ABS(" + n + " - LAST_UPDATE) > " +
-           std::to_string(age) + ") )";
-  };
-  // clang-format off
-  const std::vector<std::string> clauses = {
-      window(3, true, 259200, 0, 43200), window(3, true, 86400, 259200, 43200),
-      window(3, true, 3600, 86400, 3600), window(3, true, 900, 3600, 180),
-      window(3, true, 0, 900, 14), window(3, false, 0, 900, 14),
-      window(3, false, 900, 3600, 180), window(3, false, 3600, 0, 900),
-      window(1, false, 0, 86400, 3600), window(1, false, 86400, 0, 86400),
-      any(9, 180), any(8, 180), any(6, 180), any(10, 180), any(2, 14), any(4, 43200)};
-  // clang-format on
-  std::string expected = "SELECT ID FROM EventTable_ WHERE START_DATE >= 604800 AND (";
-  for (std::size_t i = 0; i < clauses.size(); ++i) expected += (i ? " OR " : "") + clauses[i];
-  // Clauses are separated by " OR" and blanks.
-  EXPECT_EQ(std::regex_replace(DBTableEvent::eventIDsToRefreshQuery(1700000000.5),
-                               std::regex(" OR +"), " OR "),
-            expected + ");");
+// The texts themselves, for one fixed "now" written with "%f": the refresh
+// query's sixteen clauses in order with strict bounds, the favourite and
+// finished reads, and the pruning statements.
+TEST(DBTableEventStatementsTest, StatementTextsForAFixedNow) {
+  const double now = 1700000000.5;
+  EXPECT_EQ(DBTableEvent::eventIDsToRefreshQuery(now),
+      "SELECT ID FROM EventTable_ WHERE START_DATE >= 604800 AND (( (STATUS_TYPE = 3) AND "
+      "((START_DATE - 1700000000.500000) > 259200) AND "
+      "(ABS(1700000000.500000 - LAST_UPDATE) > 43200) ) OR  "
+      "( (STATUS_TYPE = 3) AND ((START_DATE - 1700000000.500000) > 86400) AND "
+      "((START_DATE - 1700000000.500000) < 259200) AND "
+      "(ABS(1700000000.500000 - LAST_UPDATE) > 43200) ) OR  "
+      "( (STATUS_TYPE = 3) AND ((START_DATE - 1700000000.500000) > 3600) AND "
+      "((START_DATE - 1700000000.500000) < 86400) AND "
+      "(ABS(1700000000.500000 - LAST_UPDATE) > 3600) ) OR  "
+      "( (STATUS_TYPE = 3) AND ((START_DATE - 1700000000.500000) > 900) AND "
+      "((START_DATE - 1700000000.500000) < 3600) AND "
+      "(ABS(1700000000.500000 - LAST_UPDATE) > 180) ) OR  "
+      "( (STATUS_TYPE = 3) AND ((START_DATE - 1700000000.500000) > 0) AND "
+      "((START_DATE - 1700000000.500000) < 900) AND "
+      "(ABS(1700000000.500000 - LAST_UPDATE) > 14) ) OR  "
+      "( (STATUS_TYPE = 3) AND ((1700000000.500000 - START_DATE) > 0) AND "
+      "((1700000000.500000 - START_DATE) < 900) AND "
+      "(ABS(1700000000.500000 - LAST_UPDATE) > 14) ) OR  "
+      "( (STATUS_TYPE = 3) AND ((1700000000.500000 - START_DATE) > 900) AND "
+      "((1700000000.500000 - START_DATE) < 3600) AND "
+      "(ABS(1700000000.500000 - LAST_UPDATE) > 180) ) OR  "
+      "( (STATUS_TYPE = 3) AND ((1700000000.500000 - START_DATE) > 3600) AND "
+      "(ABS(1700000000.500000 - LAST_UPDATE) > 900) ) OR  "
+      "( (STATUS_TYPE = 1) AND ((1700000000.500000 - START_DATE) > 0) AND "
+      "((1700000000.500000 - START_DATE) < 86400) AND "
+      "(ABS(1700000000.500000 - LAST_UPDATE) > 3600) ) OR  "
+      "( (STATUS_TYPE = 1) AND ((1700000000.500000 - START_DATE) > 86400) AND "
+      "(ABS(1700000000.500000 - LAST_UPDATE) > 86400) ) OR  "
+      "( (STATUS_TYPE = 9) AND (ABS(1700000000.500000 - LAST_UPDATE) > 180) ) OR  "
+      "( (STATUS_TYPE = 8) AND (ABS(1700000000.500000 - LAST_UPDATE) > 180) ) OR  "
+      "( (STATUS_TYPE = 6) AND (ABS(1700000000.500000 - LAST_UPDATE) > 180) ) OR  "
+      "( (STATUS_TYPE = 10) AND (ABS(1700000000.500000 - LAST_UPDATE) > 180) ) OR  "
+      "( (STATUS_TYPE = 2) AND (ABS(1700000000.500000 - LAST_UPDATE) > 14) ) OR  "
+      "( (STATUS_TYPE = 4) AND (ABS(1700000000.500000 - LAST_UPDATE) > 43200) ));");
+  EXPECT_EQ(DBTableEvent::allFavoriteEventsQuery(now),
+            "SELECT * FROM EventTable_ WHERE (IS_HIDDEN = 0 OR IS_HIDDEN IS NULL) AND "
+            "(1700000000.500000 - START_DATE) <= 604800 ORDER BY START_DATE ASC");
+  EXPECT_EQ(DBTableEvent::allFavoriteEventIDsQuery(),
+            "SELECT ID FROM EventTable_ WHERE IS_HIDDEN = 0 OR IS_HIDDEN IS NULL "
+            "ORDER BY START_DATE ASC");
+  EXPECT_EQ(DBTableEvent::allEventIDsQuery(), "SELECT ID FROM EventTable_;");
+  EXPECT_EQ(DBTableEvent::favoriteEventIDsQuery(),
+            "SELECT ID FROM EventTable_ WHERE (IS_HIDDEN = 0 OR IS_HIDDEN IS NULL) AND "
+            "IS_MUTED IS NOT NULL");
+  EXPECT_EQ(DBTableEvent::mutedEventIDsQuery(), "SELECT ID FROM EventTable_ WHERE IS_MUTED = 1;");
+  EXPECT_EQ(DBTableEvent::finishedEventsCountQuery(now),
+            "SELECT COUNT(*) FROM EventTable_ WHERE (IS_HIDDEN = 0 OR IS_HIDDEN IS NULL) AND "
+            "(STATUS_TYPE = 1 OR ((STATUS_TYPE = 4 OR STATUS_TYPE = 5 OR STATUS_TYPE = 6) AND "
+            "START_DATE < 1700000000.500000))");
+  EXPECT_EQ(DBTableEvent::deleteEventsStatement({3, 1, 2}),
+            "DELETE FROM EventTable_ WHERE ID IN (1, 2, 3)");
+  EXPECT_EQ(DBTableEvent::deleteEventsStatement({}), std::nullopt);
+  EXPECT_EQ(DBTableEvent::finishedEventsDeleteStatement(now),
+            "DELETE FROM EventTable_ WHERE (STATUS_TYPE = 1 OR ((STATUS_TYPE = 4 OR "
+            "STATUS_TYPE = 5 OR STATUS_TYPE = 6) AND START_DATE < 1700000000.500000)) AND "
+            "NOT EXISTS (SELECT * FROM MyLeagueTable WHERE ID = TOURNAMENT_UNIQUE_ID) AND "
+            "NOT EXISTS (SELECT * FROM MyTeamTable WHERE ID = HOME_TEAM_ID OR ID = AWAY_TEAM_ID "
+            "OR ID = HOME_SUBTEAM1_COL_ID OR ID = HOME_SUBTEAM2_COL_ID OR "
+            "ID = AWAY_SUBTEAM1_COL_ID OR ID = AWAY_SUBTEAM2_COL_ID)");
+  EXPECT_EQ(DBTableEvent::hideFinishedEventsStatement(now),
+            "UPDATE EventTable_ SET IS_HIDDEN = 1 WHERE STATUS_TYPE = 1 OR ((STATUS_TYPE = 4 OR "
+            "STATUS_TYPE = 5 OR STATUS_TYPE = 6) AND START_DATE < 1700000000.500000)");
+  EXPECT_EQ(DBTableEvent::oldEventsDeleteStatement(now),
+            "DELETE FROM EventTable_ WHERE (1700000000.500000 - START_DATE) > 604800 OR "
+            "((START_DATE - 1700000000.500000) > 4838400 AND (EXISTS (SELECT * FROM "
+            "MyLeagueTable WHERE ID = TOURNAMENT_UNIQUE_ID) OR EXISTS (SELECT * FROM "
+            "MyTeamTable WHERE ID = HOME_TEAM_ID OR ID = AWAY_TEAM_ID OR "
+            "ID = HOME_SUBTEAM1_COL_ID OR ID = HOME_SUBTEAM2_COL_ID OR "
+            "ID = AWAY_SUBTEAM1_COL_ID OR ID = AWAY_SUBTEAM2_COL_ID))) OR START_DATE IS NULL");
 }
 
 TEST_F(DBTableEventRetentionTest, MigrationConvertsCoveredFavouritesAndOrphanedOwnedRows) {
