@@ -1,4 +1,4 @@
-// The SQL access layer against the raw SQLite C API and against SQLiteCpp,
+// The SQL access layer against the raw SQLite C API,
 // on the same file and rows (BenchDatabase). Every case reads the same
 // values into the same sink (ReadSink) and checks after timing that it read
 // what the rows hold.
@@ -15,9 +15,6 @@
 #include <benchmark/benchmark.h>
 #include <sqlite3.h>
 
-#if defined(KESTREL_HAVE_SQLITECPP)
-#include <SQLiteCpp/SQLiteCpp.h>
-#endif
 
 #include <cstdint>
 #include <memory>
@@ -215,76 +212,6 @@ void BM_FMDatabase_InsertTextPerTransaction(benchmark::State& state) {
   if (!ok) state.SkipWithError("an insert or its transaction failed");
 }
 
-#if defined(KESTREL_HAVE_SQLITECPP)
-
-// ---- SQLiteCpp ----
-
-void BM_SQLiteCpp_SelectAllByIndex(benchmark::State& state) {
-  const BenchDatabase& data = databaseFor(state);
-  SQLite::Database db(data.path(), SQLite::OPEN_READWRITE);
-  ReadSink sink;
-  for (auto _ : state) {
-    sink.clear();
-    SQLite::Statement query(db, BenchDatabase::kSelectAllSql);
-    while (query.executeStep()) {
-      for (int column = 0; column < kColumns; ++column) {
-        if (BenchDatabase::isText(column)) {
-          sink.text(query.getColumn(column).getString());
-        } else {
-          sink.integer(query.getColumn(column).getInt64());
-        }
-      }
-    }
-  }
-  state.SetItemsProcessed(state.iterations() * data.rows());
-  checkRead(state, sink, data.expectedAll());
-}
-
-void readRowSQLiteCppByName(const SQLite::Statement& query, const std::vector<std::string>& names,
-                            ReadSink& sink) {
-  for (int column = 0; column < kColumns; ++column) {
-    const char* name = names[static_cast<std::size_t>(column)].c_str();
-    if (BenchDatabase::isText(column)) {
-      sink.text(query.getColumn(name).getString());
-    } else {
-      sink.integer(query.getColumn(name).getInt64());
-    }
-  }
-}
-
-void BM_SQLiteCpp_SelectAllByName(benchmark::State& state) {
-  const BenchDatabase& data = databaseFor(state);
-  SQLite::Database db(data.path(), SQLite::OPEN_READWRITE);
-  const std::vector<std::string>& names = data.columnNames();
-  ReadSink sink;
-  for (auto _ : state) {
-    sink.clear();
-    SQLite::Statement query(db, BenchDatabase::kSelectAllSql);
-    while (query.executeStep()) readRowSQLiteCppByName(query, names, sink);
-  }
-  state.SetItemsProcessed(state.iterations() * data.rows());
-  checkRead(state, sink, data.expectedAll());
-}
-
-void BM_SQLiteCpp_PointQueryPrepared(benchmark::State& state) {
-  const BenchDatabase& data = databaseFor(state);
-  SQLite::Database db(data.path(), SQLite::OPEN_READWRITE);
-  SQLite::Statement query(db, BenchDatabase::kPointQuerySql);
-  const std::vector<std::string>& names = data.columnNames();
-  ReadSink sink;
-  std::int64_t iteration = 0;
-  std::int64_t key = 0;
-  for (auto _ : state) {
-    key = data.keyForIteration(iteration++);
-    sink.clear();
-    query.bind(1, key);
-    if (query.executeStep()) readRowSQLiteCppByName(query, names, sink);
-    query.reset();
-  }
-  checkRead(state, sink, BenchDatabase::expectedRow(key));
-}
-
-#endif  // KESTREL_HAVE_SQLITECPP
 
 }  // namespace
 
@@ -293,19 +220,10 @@ void BM_SQLiteCpp_PointQueryPrepared(benchmark::State& state) {
 #define KESTREL_ROWS Arg(1000)->Arg(10000)
 
 BENCHMARK(BM_Raw_SelectAllByIndex)->KESTREL_ROWS->Unit(benchmark::kMillisecond);
-#if defined(KESTREL_HAVE_SQLITECPP)
-BENCHMARK(BM_SQLiteCpp_SelectAllByIndex)->KESTREL_ROWS->Unit(benchmark::kMillisecond);
-#endif
 BENCHMARK(BM_FMDatabase_SelectAllByIndex)->KESTREL_ROWS->Unit(benchmark::kMillisecond);
-#if defined(KESTREL_HAVE_SQLITECPP)
-BENCHMARK(BM_SQLiteCpp_SelectAllByName)->KESTREL_ROWS->Unit(benchmark::kMillisecond);
-#endif
 BENCHMARK(BM_FMDatabase_SelectAllByName)->KESTREL_ROWS->Unit(benchmark::kMillisecond);
 
 BENCHMARK(BM_Raw_PointQueryPrepared)->KESTREL_ROWS->Unit(benchmark::kMicrosecond);
-#if defined(KESTREL_HAVE_SQLITECPP)
-BENCHMARK(BM_SQLiteCpp_PointQueryPrepared)->KESTREL_ROWS->Unit(benchmark::kMicrosecond);
-#endif
 BENCHMARK(BM_FMDatabase_PointQueryCached)->KESTREL_ROWS->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_FMDatabase_PointQueryUncached)->KESTREL_ROWS->Unit(benchmark::kMicrosecond);
 
