@@ -48,8 +48,10 @@
 // A refused write logs one line, "ERROR: write to <table> refused: the value
 // of <column> <reason>" (the value itself is never logged), runs no SQL,
 // changes no row, and reports false. Anything else is written exactly: read
-// back, a stored text has the same bytes (invalid UTF-8 and 1 MB texts
-// included) and a stored number the same value.
+// back, a text in a TEXT column has the same bytes (invalid UTF-8 and 1 MB
+// texts included) and a number the same value. (A column's type still
+// applies as SQLite applies it: an INTEGER column keeps a text that reads as
+// a number as that number.)
 //
 // The path in three steps, for the next table class:
 //   1. Keep the table's names once (TableColumns.h):
