@@ -1,7 +1,10 @@
 #include <KestrelPlatform/Clock.h>
 
+#include <KestrelPlatform/Log.h>
+
 #include <atomic>
 #include <chrono>
+#include <cmath>
 #include <memory>
 #include <mutex>
 
@@ -15,6 +18,7 @@ std::atomic<bool> gFixedActive{false};
 std::atomic<double> gFixed{0.0};
 std::mutex gSourceMutex;
 Clock::Source gSource;
+bool gSourceFailureLogged = false;  // under gSourceMutex; once per installed source
 
 }  // namespace
 
@@ -27,7 +31,18 @@ double Clock::now() {
   if (gFixedActive.load(std::memory_order_acquire)) return gFixed.load(std::memory_order_relaxed);
   if (gHasSource.load(std::memory_order_acquire)) {
     std::lock_guard lock(gSourceMutex);
-    if (gSource) return gSource();
+    if (gSource) {
+      const double time = gSource();
+      if (std::isfinite(time)) return time;
+      // A NaN or infinite "now" written into a statement makes every
+      // time-based query fail from then on; the real clock answers instead.
+      if (!gSourceFailureLogged) {
+        gSourceFailureLogged = true;
+        log("Clock: the time source gave %f, which is not a finite time; the system clock "
+            "is used instead",
+            time);
+      }
+    }
   }
   return systemNow();
 }
@@ -36,14 +51,21 @@ void Clock::setSource(Source source) {
   std::lock_guard lock(gSourceMutex);
   gFixedActive.store(false, std::memory_order_release);
   gSource = std::move(source);
+  gSourceFailureLogged = false;
   gHasSource.store(static_cast<bool>(gSource), std::memory_order_release);
 }
 
 void Clock::setFixed(double secondsSince1970) {
+  if (!std::isfinite(secondsSince1970)) {
+    log("Clock: a fixed time of %f is not a finite time and was ignored", secondsSince1970);
+    return;
+  }
   gFixed.store(secondsSince1970, std::memory_order_relaxed);
   gFixedActive.store(true, std::memory_order_release);
 }
 
-void Clock::reset() { setSource({}); }
+void Clock::reset() {
+  setSource({});
+}
 
 }  // namespace kestrel::platform

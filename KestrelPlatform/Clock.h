@@ -2,6 +2,11 @@
 // Every time-dependent statement of the layer reads Clock::now(); tests and
 // the tool's --now option fix it.
 //
+// now() never hands out a time that is not a finite number: a fixed time
+// that is NaN or infinite is logged and ignored (the clock stays as it was),
+// and a source that gives one is logged (once per installed source) and
+// answered by the system clock instead.
+//
 // Thread-safety: all functions may be called from any thread.
 #pragma once
 
@@ -21,7 +26,8 @@ class Clock {
   /// Installs a source; an empty function restores the system clock.
   static void setSource(Source source);
 
-  /// Fixes "now" at the given number of seconds since 1970.
+  /// Fixes "now" at the given number of seconds since 1970; a value that is
+  /// not finite is logged and ignored.
   static void setFixed(double secondsSince1970);
 
   /// Restores the system clock.

@@ -3,16 +3,28 @@
 #include <KestrelDatabase/sql/FMDatabase.h>
 #include <KestrelDatabase/sql/FMDatabaseQueue.h>
 #include <KestrelPlatform/Base64.h>
+#include <KestrelPlatform/Fatal.h>
 
 namespace kestrel {
 
+// ---- Running statements -------------------------------------------------------
+
+void DBTableAbstract::requireOutsideQueue(const FMDatabaseQueue& queue) {
+  if (queue.dispatchQueue().isCurrent()) {
+    platform::fatal(
+        "DBTableAbstract: a table write was started from inside a block of its own database "
+        "queue (a completion or a queue block), which would deadlock");
+  }
+}
+
 void DBTableAbstract::runStatement(const std::string& statement,
                                    const std::shared_ptr<FMDatabaseQueue>& queue,
-                                   const BoolCompletion& completion) {
+                                   const BoolCompletion& completion, bool needsNewRow) {
   if (!queue) return;
   queue->inTransaction([&](FMDatabase* db, bool*) {
     // No connection (the queue could not reopen it) is a failed statement.
-    const bool success = db != nullptr && db->executeUpdate(statement);
+    const bool success =
+        db != nullptr && db->executeUpdate(statement) && (!needsNewRow || db->changes() > 0);
     if (completion) completion(success);
   });
 }
@@ -20,14 +32,83 @@ void DBTableAbstract::runStatement(const std::string& statement,
 void DBTableAbstract::deleteRows(const std::string& statement,
                                  const std::shared_ptr<FMDatabaseQueue>& queue,
                                  const BoolCompletion& completion) {
-  runStatement(statement, queue, completion);
+  runStatement(statement, queue, completion, /*needsNewRow=*/false);
 }
 
 void DBTableAbstract::updateRows(const std::string& statement,
                                  const std::shared_ptr<FMDatabaseQueue>& queue,
                                  const BoolCompletion& completion) {
-  runStatement(statement, queue, completion);
+  runStatement(statement, queue, completion, /*needsNewRow=*/false);
 }
+
+void DBTableAbstract::runChecked(const std::optional<CheckedStatement>& statement,
+                                 const std::shared_ptr<FMDatabaseQueue>& queue,
+                                 const BoolCompletion& completion) {
+  if (!queue) return;
+  requireOutsideQueue(*queue);
+  if (!statement) {
+    if (completion) completion(false);
+    return;
+  }
+  runStatement(statement->text(), queue, completion, statement->needsNewRow());
+}
+
+namespace {
+
+// The one-call forms: without a queue nothing is checked, logged or called;
+// otherwise the statement is built (checked) and run.
+template <class Build>
+void checkAndRun(const std::shared_ptr<FMDatabaseQueue>& queue, const BoolCompletion& completion,
+                 Build build) {
+  if (!queue) return;
+  DBTableAbstract::runChecked(build(), queue, completion);
+}
+
+}  // namespace
+
+void DBTableAbstract::insertRow(const TableColumns& table, const ColumnValueMap& columnsAndValues,
+                                const std::shared_ptr<FMDatabaseQueue>& queue,
+                                const BoolCompletion& completion) {
+  checkAndRun(queue, completion, [&] { return checkedInsert(table, columnsAndValues); });
+}
+
+void DBTableAbstract::insertOrReplaceRow(const TableColumns& table,
+                                         const ColumnValueMap& columnsAndValues,
+                                         const std::shared_ptr<FMDatabaseQueue>& queue,
+                                         const BoolCompletion& completion) {
+  checkAndRun(queue, completion, [&] { return checkedInsertOrReplace(table, columnsAndValues); });
+}
+
+void DBTableAbstract::updateRows(
+    const TableColumns& table, const ColumnValueMap& columnsAndValues,
+    const std::optional<ConditionList>& columnsOperatorsValuesConjunction,
+    const std::shared_ptr<FMDatabaseQueue>& queue, const BoolCompletion& completion) {
+  checkAndRun(queue, completion, [&] {
+    return checkedUpdate(table, columnsAndValues, columnsOperatorsValuesConjunction);
+  });
+}
+
+void DBTableAbstract::deleteRows(
+    const TableColumns& table,
+    const std::optional<ConditionList>& columnsOperatorsValuesConjunction,
+    const std::shared_ptr<FMDatabaseQueue>& queue, const BoolCompletion& completion) {
+  checkAndRun(queue, completion,
+              [&] { return checkedDelete(table, columnsOperatorsValuesConjunction); });
+}
+
+void DBTableAbstract::updateRows(const TableColumns& table, const SplicedStatement& statement,
+                                 const std::shared_ptr<FMDatabaseQueue>& queue,
+                                 const BoolCompletion& completion) {
+  checkAndRun(queue, completion, [&] { return checkedStatement(table, statement); });
+}
+
+void DBTableAbstract::deleteRows(const TableColumns& table, const SplicedStatement& statement,
+                                 const std::shared_ptr<FMDatabaseQueue>& queue,
+                                 const BoolCompletion& completion) {
+  updateRows(table, statement, queue, completion);
+}
+
+// ---- Field translations ---------------------------------------------------------
 
 std::optional<std::string> DBTableAbstract::convertFieldTranslationsToString(
     const std::optional<model::FieldTranslations>& translations) {

@@ -9,18 +9,78 @@
 // same signature; the others fall through to the defaults here.
 //
 // The generic delete and update operations (one statement in a transaction,
-// success passed to the completion) and the conversion of field translations
-// to and from their stored text also live in this class.
+// success passed to the completion), the checked write path below, and the
+// conversion of field translations to and from their stored text also live
+// in this class.
 //
 // `delete` is a C++ keyword, so the generic pair is named deleteRows() and
 // updateRows(); the two behave identically and exist so that callers say
 // which kind of statement they run.
 //
-// Thread-safety: the hooks and conversions are pure and may be called from
-// any thread. deleteRows()/updateRows() block on the queue; they must not be
-// called from inside a block of the same queue.
+// ---- Writes: faithful values or a clear refusal ----------------------------
+//
+// The SQL builder writes values into the statement text as double-quoted
+// words and escapes nothing, and SQLite reads a double-quoted word as a
+// column when the table has a column of that name. So every write of every
+// table class whose statement holds a value from outside the code (a model
+// field, an ID, a name the server sent) goes through the checked path here,
+// which checks each value before the builder or the format sees it:
+//
+//   - A text that holds a double quote (") or a NUL character is refused.
+//   - In an UPDATE's SET list and in any condition, a text that equals one of
+//     the table's column names, or "rowid", "oid" or "_rowid_", without
+//     regard to ASCII case, is refused too. (In an INSERT's VALUES list no
+//     column is in scope, so there such a text is stored as it is.)
+//   - Integers and finite doubles always pass. A non-finite double, a blob
+//     or a date has no faithful form as a word and is refused.
+//   - The null marker passes where the builder leaves it out (a column/value
+//     map) and is written as NULL in a bare number of a formatted statement;
+//     as a condition's value, or between quotes, it is refused.
+//   - In a value between single quotes (a formatted statement's '%@'), a
+//     single quote or NUL is refused instead of a double quote; names there
+//     are plain text.
+//   - The names the code supplies are checked too: a map's keys and a
+//     condition's columns must be columns of the table, operators one of
+//     = == <> != < <= > >= IS, IS NOT, LIKE, GLOB, conjunctions AND or OR,
+//     and a formatted statement's names plain identifiers (letters, digits,
+//     "_", with "." between parts).
+//
+// A refused write logs one line, "ERROR: write to <table> refused: the value
+// of <column> <reason>" (the value itself is never logged), runs no SQL,
+// changes no row, and reports false. Anything else is written exactly: read
+// back, a text in a TEXT column has the same bytes (invalid UTF-8 and 1 MB
+// texts included) and a number the same value. (A column's type still
+// applies as SQLite applies it: an INTEGER column keeps a text that reads as
+// a number as that number.)
+//
+// The path in three steps, for the next table class:
+//   1. Keep the table's names once (TableColumns.h):
+//        static const TableColumns& tableColumns();  // TableColumns::of(description)
+//   2. Build a checked statement: checkedInsert(), checkedInsertOrReplace(),
+//      checkedUpdate(), checkedDelete() take the builder's arguments;
+//      checkedStatement() takes a SplicedStatement (a format with "%@"
+//      pieces). Each gives a CheckedStatement or, refused, nothing.
+//   3. Run it: runChecked() in a transaction of its own, or
+//      db->executeUpdate(statement->text()) inside a transaction block that
+//      runs several. The one-call forms insertRow(), insertOrReplaceRow(),
+//      updateRows() and deleteRows() with a TableColumns do 2 and 3 together.
+// The plain-text deleteRows()/updateRows() remain for statements whose every
+// part comes from the code (constant texts, numbers and times it formats).
+//
+// Completions of the checked forms follow the table rules: a null queue does
+// no work and calls nothing; otherwise the completion is called exactly
+// once, with false at once (outside the queue) when the write is refused or
+// the builder gives no text, else inside the transaction.
+//
+// Thread-safety: the hooks, the checks and the conversions are pure and may
+// be called from any thread. The writes block on the queue; one started from
+// inside a block of the same queue (a completion included) stops the process
+// through platform::fatal, since it would deadlock.
 #pragma once
 
+#include <KestrelDatabase/schema/NewSQLBuilder.h>
+#include <KestrelDatabase/schema/SplicedStatement.h>
+#include <KestrelDatabase/schema/TableColumns.h>
 #include <KestrelModel/FieldTranslations.h>
 
 #include <cstdint>
@@ -29,6 +89,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace kestrel {
@@ -61,12 +122,81 @@ class DBTableAbstract {
   /// to the completion, inside the still open transaction, before returning.
   /// The transaction commits even when the statement failed. A null queue
   /// does nothing and calls no completion; a queue that cannot reopen its
-  /// connection reports false.
+  /// connection reports false. Only for texts made entirely by the code;
+  /// anything holding an outside value goes through the checked forms.
   static void deleteRows(const std::string& statement,
                          const std::shared_ptr<FMDatabaseQueue>& queue,
                          const BoolCompletion& completion = {});
   /// Word for word the same as deleteRows(), for UPDATE and INSERT statements.
   static void updateRows(const std::string& statement,
+                         const std::shared_ptr<FMDatabaseQueue>& queue,
+                         const BoolCompletion& completion = {});
+
+  // ---- Checked writes (rules above) ------------------------------------------
+
+  /// Statement text that passed the checks for its table. Made only by the
+  /// checked*() functions.
+  class CheckedStatement {
+   public:
+    const std::string& text() const { return text_; }
+    /// A plain INSERT ("INSERT OR IGNORE"): it succeeds only by adding a row.
+    bool needsNewRow() const { return needsNewRow_; }
+
+   private:
+    friend class DBTableAbstract;
+    CheckedStatement(std::string text, bool needsNewRow)
+        : text_(std::move(text)), needsNewRow_(needsNewRow) {}
+    std::string text_;
+    bool needsNewRow_;
+  };
+
+  /// The builder's plain insert ("INSERT OR IGNORE INTO ...") of the map.
+  static std::optional<CheckedStatement> checkedInsert(const TableColumns& table,
+                                                       const ColumnValueMap& columnsAndValues);
+  /// The builder's "INSERT OR REPLACE INTO ..." of the map.
+  static std::optional<CheckedStatement> checkedInsertOrReplace(
+      const TableColumns& table, const ColumnValueMap& columnsAndValues);
+  /// The builder's UPDATE; the map is a SET list (column names refused).
+  static std::optional<CheckedStatement> checkedUpdate(
+      const TableColumns& table, const ColumnValueMap& columnsAndValues,
+      const std::optional<ConditionList>& columnsOperatorsValuesConjunction);
+  /// The builder's DELETE.
+  static std::optional<CheckedStatement> checkedDelete(
+      const TableColumns& table,
+      const std::optional<ConditionList>& columnsOperatorsValuesConjunction);
+  /// A formatted statement; the number of "%@" must equal the pieces'.
+  static std::optional<CheckedStatement> checkedStatement(const TableColumns& table,
+                                                          const SplicedStatement& statement);
+
+  /// Runs a checked statement in a transaction of its own and reports its
+  /// success (for a plain INSERT: whether it added a row). Nothing (refused)
+  /// reports false at once.
+  static void runChecked(const std::optional<CheckedStatement>& statement,
+                         const std::shared_ptr<FMDatabaseQueue>& queue,
+                         const BoolCompletion& completion = {});
+
+  /// checkedInsert() + runChecked(): true only when a row was added, so an
+  /// existing row with the same key is left as it is and reports false.
+  static void insertRow(const TableColumns& table, const ColumnValueMap& columnsAndValues,
+                        const std::shared_ptr<FMDatabaseQueue>& queue,
+                        const BoolCompletion& completion = {});
+  static void insertOrReplaceRow(const TableColumns& table, const ColumnValueMap& columnsAndValues,
+                                 const std::shared_ptr<FMDatabaseQueue>& queue,
+                                 const BoolCompletion& completion = {});
+  static void updateRows(const TableColumns& table, const ColumnValueMap& columnsAndValues,
+                         const std::optional<ConditionList>& columnsOperatorsValuesConjunction,
+                         const std::shared_ptr<FMDatabaseQueue>& queue,
+                         const BoolCompletion& completion = {});
+  static void deleteRows(const TableColumns& table,
+                         const std::optional<ConditionList>& columnsOperatorsValuesConjunction,
+                         const std::shared_ptr<FMDatabaseQueue>& queue,
+                         const BoolCompletion& completion = {});
+  /// A formatted UPDATE or INSERT, checked and run.
+  static void updateRows(const TableColumns& table, const SplicedStatement& statement,
+                         const std::shared_ptr<FMDatabaseQueue>& queue,
+                         const BoolCompletion& completion = {});
+  /// A formatted DELETE, checked and run.
+  static void deleteRows(const TableColumns& table, const SplicedStatement& statement,
                          const std::shared_ptr<FMDatabaseQueue>& queue,
                          const BoolCompletion& completion = {});
 
@@ -82,7 +212,9 @@ class DBTableAbstract {
  private:
   static void runStatement(const std::string& statement,
                            const std::shared_ptr<FMDatabaseQueue>& queue,
-                           const BoolCompletion& completion);
+                           const BoolCompletion& completion, bool needsNewRow);
+  /// Stops the process when the caller runs inside a block of `queue`.
+  static void requireOutsideQueue(const FMDatabaseQueue& queue);
 };
 
 }  // namespace kestrel

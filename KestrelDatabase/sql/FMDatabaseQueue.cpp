@@ -63,6 +63,7 @@ FMDatabase* FMDatabaseQueue::database() {
 }
 
 void FMDatabaseQueue::close() {
+  requireOutsideOwnBlock("close");
   queue_->sync([this] {
     std::lock_guard lock(dbMutex_);
     if (db_) db_->close();
@@ -75,12 +76,20 @@ void FMDatabaseQueue::interrupt() {
   if (db_) db_->interrupt();
 }
 
-void FMDatabaseQueue::inDatabase(DatabaseBlock block) {
-  if (platform::DispatchQueue::getSpecific(&kDispatchQueueSpecificKey) == this) {
+void FMDatabaseQueue::requireOutsideOwnBlock(const char* operation) const {
+  // Asked of every enclosing block, not only the innermost: a block of this
+  // queue that syncs onto another queue and comes back would deadlock too.
+  if (queue_->isCurrent()) {
     platform::fatal(
-        "inDatabase: was called reentrantly on the same queue, which would lead to a "
-        "deadlock");
+        "%s was called reentrantly on the same queue, which would lead to a deadlock: a table "
+        "or cache operation must not be started from inside a block of the database queue or a "
+        "completion it runs",
+        operation);
   }
+}
+
+void FMDatabaseQueue::inDatabase(DatabaseBlock block) {
+  requireOutsideOwnBlock("inDatabase:");
   queue_->sync([&] {
     FMDatabase* db = database();
     block(db);
@@ -93,6 +102,9 @@ void FMDatabaseQueue::inDatabase(DatabaseBlock block) {
 }
 
 void FMDatabaseQueue::runTransaction(TransactionKind kind, TransactionBlock block) {
+  requireOutsideOwnBlock(kind == TransactionKind::Deferred    ? "inDeferredTransaction:"
+                         : kind == TransactionKind::Immediate ? "inImmediateTransaction:"
+                                                              : "inTransaction:");
   queue_->sync([&] {
     FMDatabase* db = database();
     if (db == nullptr) {
@@ -122,6 +134,7 @@ void FMDatabaseQueue::inImmediateTransaction(TransactionBlock block) {
 
 std::optional<FMError> FMDatabaseQueue::inSavePoint(TransactionBlock block) {
   static std::atomic<long> savePointIndex{0};
+  requireOutsideOwnBlock("inSavePoint:");
   std::optional<FMError> failure;
   queue_->sync([&] {
     const std::string name = "savePoint" + std::to_string(savePointIndex++);
@@ -147,6 +160,7 @@ bool FMDatabaseQueue::checkpoint(FMDBCheckpointMode mode, const std::optional<st
 
 bool FMDatabaseQueue::checkpoint(FMDBCheckpointMode mode, const std::optional<std::string>& name,
                                  int* logFrameCount, int* checkpointCount, FMError* error) {
+  requireOutsideOwnBlock("checkpoint:");
   bool ok = false;
   queue_->sync([&] {
     FMDatabase* db = database();

@@ -8,9 +8,10 @@
 // and VFS name.
 //
 // Thread-safety: every member may be called from any thread; blocks run one
-// at a time. Calling inDatabase() from inside a block of the same queue stops
-// the process (it would deadlock); the transaction forms do not check and
-// deadlock.
+// at a time. Calling any of the block forms, close() or checkpoint() from
+// inside a block of the same queue (also from a block of another queue that
+// such a block synced onto) would deadlock; each stops the process instead,
+// through platform::fatal, with a message naming the misuse.
 // Ownership: shared (std::shared_ptr, created by databaseQueueWithPath). Owns
 // the connection and the dispatch queue.
 // REQUIRES: result sets made in a block are closed in that block.
@@ -68,7 +69,8 @@ class FMDatabaseQueue {
   /// is still open. Stops the process when called from one of its own blocks.
   void inDatabase(DatabaseBlock block);
   /// Begins an exclusive transaction, runs the block, then commits, or rolls
-  /// back when the block set *rollback.
+  /// back when the block set *rollback. Like every form below, stops the
+  /// process when called from one of its own blocks.
   void inTransaction(TransactionBlock block);
   void inExclusiveTransaction(TransactionBlock block);
   void inDeferredTransaction(TransactionBlock block);
@@ -90,6 +92,9 @@ class FMDatabaseQueue {
   /// The open connection, reopening it when needed; nullptr when that fails.
   /// Only on the queue.
   FMDatabase* database();
+  /// Stops the process when the calling thread runs inside one of this
+  /// queue's blocks; `operation` names the call in the message.
+  void requireOutsideOwnBlock(const char* operation) const;
   void runTransaction(TransactionKind kind, TransactionBlock block);
 
   std::shared_ptr<platform::DispatchQueue> queue_;

@@ -47,15 +47,29 @@ std::string index(const char* name, const char* column) {
 
 // ---- Schema hooks -----------------------------------------------------------
 
-std::string DBTableEvent::createTableQuery() {
-  auto table = NewEntityTable::initWithTable(kTableName);
+namespace {
+
+std::shared_ptr<NewEntityTable> tableDescription() {
+  auto table = NewEntityTable::initWithTable(DBTableEvent::kTableName);
+  const auto& columns = DBTableEvent::kColumns;
   // The event's server ID is the key, never a generated row id.
-  table->addColumn(kColumns[0].name, NewEntityColumn::kColumnTypePrimaryKey, kColumns[0].dataType,
+  table->addColumn(columns[0].name, NewEntityColumn::kColumnTypePrimaryKey, columns[0].dataType,
                    /*autoIncrement=*/false);
-  for (std::size_t i = 1; i < kColumns.size(); ++i) {
-    table->addColumn(kColumns[i].name, kColumns[i].dataType);
+  for (std::size_t i = 1; i < columns.size(); ++i) {
+    table->addColumn(columns[i].name, columns[i].dataType);
   }
-  return NewSQLBuilder::createTableIfNotExist(*table);
+  return table;
+}
+
+}  // namespace
+
+std::string DBTableEvent::createTableQuery() {
+  return NewSQLBuilder::createTableIfNotExist(*tableDescription());
+}
+
+const TableColumns& DBTableEvent::tableColumns() {
+  static const TableColumns columns = TableColumns::of(*tableDescription());
+  return columns;
 }
 
 // Run on every start; on an up-to-date table each statement fails and changes
@@ -253,17 +267,6 @@ std::string migrationTeamOwner(const char* keyword) {
   return text + ")";
 }
 
-// Runs an update statement through the table base; no text reports failure.
-void runUpdate(const std::optional<std::string>& sql, const std::shared_ptr<FMDatabaseQueue>& queue,
-               const BoolCompletion& completion) {
-  if (!queue) return;
-  if (!sql) {
-    if (completion) completion(false);
-    return;
-  }
-  DBTableAbstract::updateRows(*sql, queue, completion);
-}
-
 ConditionList whereID(std::int64_t eventID) {
   return ConditionList{DBTableEvent::kId, "=", eventID};
 }
@@ -311,13 +314,9 @@ void DBTableEvent::insertEntityOwnedEvent(const Event& event,
                                           const std::shared_ptr<FMDatabaseQueue>& queue,
                                           const BoolCompletion& completion) {
   if (!queue) return;
-  const auto sql = NewSQLBuilder::insertInTable(kTableName, mapAllPropertiesToColumns(event));
-  queue->inTransaction([&](FMDatabase* db, bool*) {
-    // "INSERT OR IGNORE" succeeds without a row when the ID exists; only an
-    // inserted row counts as success.
-    const bool inserted = db && sql && db->executeUpdate(*sql) && db->changes() > 0;
-    if (completion) completion(inserted);
-  });
+  // "INSERT OR IGNORE" succeeds without a row when the ID exists; only an
+  // inserted row counts as success.
+  insertRow(tableColumns(), mapAllPropertiesToColumns(event), queue, completion);
 }
 
 void DBTableEvent::insertEvent(const Event& event, bool isMuted,
@@ -326,40 +325,31 @@ void DBTableEvent::insertEvent(const Event& event, bool isMuted,
   if (!queue) return;
   ColumnValueMap columns = mapAllPropertiesToColumns(event);
   columns.emplace_back(kIsMuted, isMuted);
-  runUpdate(NewSQLBuilder::insertOrReplaceInTable(kTableName, columns), queue, completion);
+  insertOrReplaceRow(tableColumns(), columns, queue, completion);
 }
 
 void DBTableEvent::updateEvent(const Event& event, const std::shared_ptr<FMDatabaseQueue>& queue,
                                const BoolCompletion& completion) {
   if (!queue) return;
-  runUpdate(
-      NewSQLBuilder::updateTable(kTableName, mapAllPropertiesToColumns(event), whereID(event.ID)),
-      queue, completion);
+  updateRows(tableColumns(), mapAllPropertiesToColumns(event), whereID(event.ID), queue,
+             completion);
 }
 
 void DBTableEvent::muteEvent(const Event& event, const std::shared_ptr<FMDatabaseQueue>& queue,
                              const BoolCompletion& completion) {
-  runUpdate(
-      NewSQLBuilder::updateTable(kTableName, ColumnValueMap{{kIsMuted, true}}, whereID(event.ID)),
-      queue, completion);
+  updateRows(tableColumns(), ColumnValueMap{{kIsMuted, true}}, whereID(event.ID), queue,
+             completion);
 }
 
 void DBTableEvent::unmuteEvent(std::int64_t eventID, const std::shared_ptr<FMDatabaseQueue>& queue,
                                const BoolCompletion& completion) {
-  runUpdate(
-      NewSQLBuilder::updateTable(kTableName, ColumnValueMap{{kIsMuted, false}}, whereID(eventID)),
-      queue, completion);
+  updateRows(tableColumns(), ColumnValueMap{{kIsMuted, false}}, whereID(eventID), queue,
+             completion);
 }
 
 void DBTableEvent::deleteEvent(std::int64_t eventID, const std::shared_ptr<FMDatabaseQueue>& queue,
                                const BoolCompletion& completion) {
-  if (!queue) return;
-  const auto sql = NewSQLBuilder::deleteFromTable(kTableName, whereID(eventID));
-  if (!sql) {
-    if (completion) completion(false);
-    return;
-  }
-  deleteRows(*sql, queue, completion);
+  deleteRows(tableColumns(), whereID(eventID), queue, completion);
 }
 
 void DBTableEvent::deleteEvents(const IDSet& eventIDs,

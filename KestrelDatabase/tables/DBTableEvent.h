@@ -335,6 +335,10 @@ class DBTableEvent : public DBTableAbstract {
   static std::vector<std::string> updateTableQueries();
   static std::vector<std::string> createIndexes();
 
+  /// The table's name and columns (from the same description as the CREATE
+  /// text), against which every write's values are checked.
+  static const TableColumns& tableColumns();
+
   // ---- Row operations -------------------------------------------------------
   //
   // Every operation takes the queue to run on. A null queue means no work and
@@ -342,6 +346,11 @@ class DBTableEvent : public DBTableAbstract {
   // called exactly once with the success flag. Read completions receive the
   // result (an empty one when nothing matched or a statement failed); an
   // empty read completion makes the operation do nothing.
+  //
+  // Writes go through the table base's checked path: a value that cannot be
+  // written faithfully (a text with a double quote or NUL, or in an update a
+  // text that names a column) is refused with one log line and false, and
+  // nothing is written.
 
   using EventCompletion = std::function<void(std::optional<model::Event> event)>;
   using EventListCompletion = std::function<void(std::vector<model::Event> events)>;

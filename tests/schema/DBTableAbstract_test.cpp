@@ -2,31 +2,44 @@
 #include <KestrelDatabase/sql/FMDatabase.h>
 #include <KestrelDatabase/sql/FMDatabaseQueue.h>
 
+#include "support/LogCapture.h"
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <cmath>
+#include <cstdint>
+#include <functional>
+#include <limits>
+
 namespace kestrel {
 namespace {
+
+using Checked = std::optional<DBTableAbstract::CheckedStatement>;
+using S = SplicedStatement;
 
 class DBTableAbstractTest : public ::testing::Test {
  protected:
   void SetUp() override {
     queue_ = FMDatabaseQueue::databaseQueueWithPath((dir_.path() / "t.db").string());
     ASSERT_NE(queue_, nullptr);
-    queue_->inDatabase(
-        [](FMDatabase* db) { db->executeUpdate("CREATE TABLE T (ID INTEGER PRIMARY KEY)"); });
+    queue_->inDatabase([](FMDatabase* db) {
+      db->executeUpdate("CREATE TABLE T (ID INTEGER PRIMARY KEY, NAME TEXT, CODE INTEGER)");
+    });
   }
-  int rowsSeenByAnotherConnection() {
+  int rowsSeenByAnotherConnection(const std::string& where = "1") {
     auto other = FMDatabase::databaseWithPath((dir_.path() / "t.db").string());
     EXPECT_TRUE(other->open());
-    const int n = other->intForQuery("SELECT count(*) FROM T");
+    const int n = other->intForQuery("SELECT count(*) FROM T WHERE " + where);
     other->close();
     return n;
   }
 
+  const TableColumns table_{"T", {"ID", "NAME", "CODE"}};
   testing::TempDir dir_;
   std::shared_ptr<FMDatabaseQueue> queue_;
+  testing::LogCapture log_;
 };
 
 TEST_F(DBTableAbstractTest, UpdateAndDeleteCommitAndReportSuccessInsideTheCallButNeedAQueue) {
@@ -58,6 +71,193 @@ TEST_F(DBTableAbstractTest, FailingStatementReportsFalseAndTheTransactionStillCo
   EXPECT_FALSE(inTransaction);
   DBTableAbstract::updateRows("INSERT INTO T (ID) VALUES (5)", queue_);
   EXPECT_EQ(rowsSeenByAnotherConnection(), 1);
+}
+
+// Each case builds one statement; `refusal` is the end of the one log line
+// a refused case writes, or null when the statement must be built.
+struct CheckCase {
+  const char* what;
+  std::function<Checked(const TableColumns&)> build;
+  const char* refusal;
+};
+
+TEST_F(DBTableAbstractTest, ChecksPassWhatIsWrittenFaithfullyAndRefuseTheRestNamingTheColumn) {
+  using A = DBTableAbstract;
+  const double nan = std::nan("");
+  const double inf = std::numeric_limits<double>::infinity();
+  const auto update = [](const char* column, Value value) {
+    return [column, value](const TableColumns& t) {
+      return A::checkedUpdate(t, {{column, value}}, ConditionList{"ID", "=", 1});
+    };
+  };
+  const auto insert = [](const char* column, Value value) {
+    return [column, value](const TableColumns& t) {
+      return A::checkedInsert(t, {{"ID", 1}, {column, value}});
+    };
+  };
+  const auto where = [](ConditionList conditions) {
+    return [conditions](const TableColumns& t) { return A::checkedDelete(t, conditions); };
+  };
+  const std::vector<CheckCase> cases = {
+      // In VALUES no column is in scope: a column's name is plain text there.
+      {"column name in VALUES", insert("NAME", "Code"), nullptr},
+      {"rowid alias in VALUES", insert("NAME", "_ROWID_"), nullptr},
+      {"column name in SET", update("NAME", "code"),
+       "the value of NAME is the name of a column, which SQLite would read instead of the text"},
+      {"rowid alias in SET", update("NAME", "RowId"), "the value of NAME is the name of a column"},
+      {"oid in a condition", where({"NAME", "=", "oid"}),
+       "the value of NAME is the name of a column"},
+      {"table name in SET", update("NAME", "T"), nullptr},
+      {"column name with a blank", update("NAME", "ID "), nullptr},
+      {"double quote", insert("NAME", "a\"b"), "the value of NAME holds a double quote"},
+      {"NUL", insert("NAME", std::string("a\0b", 3)), "the value of NAME holds a NUL character"},
+      {"single quote", update("NAME", "O'Brien"), nullptr},
+      {"NaN", insert("CODE", nan), "the value of CODE is not a finite number"},
+      {"infinity in SET", update("CODE", -inf), "the value of CODE is not a finite number"},
+      {"finite double", update("CODE", 1.5), nullptr},
+      {"INT64_MIN", where({"ID", "=", std::numeric_limits<std::int64_t>::min()}), nullptr},
+      {"blob", insert("NAME", Value::Blob{1, 2}),
+       "the value of NAME is a blob, which has no faithful form as a word"},
+      {"date", insert("NAME", Value::Date{}), "the value of NAME is a date"},
+      {"null marker in a map (left out)", update("CODE", Value::null()), nullptr},
+      {"null marker in a condition", where({"CODE", "=", Value::null()}),
+       "the value of CODE is the null marker, which has no quoted form"},
+      // The names, operators and conjunctions come from the code, but are
+      // checked all the same.
+      {"unknown map column", update("NOPE", 1), "it has no column NOPE"},
+      {"map column that is not a name", update("CODE = 1, NAME", 1),
+       "it has no column (not a plain name)"},
+      {"unknown condition column", where({"NOPE", "=", 1}),
+       "a condition names NOPE, which is not a column"},
+      {"operator", where({"ID", "= 1 OR 1 =", 1}),
+       "a condition has an operator that is not allowed"},
+      {"conjunction", where({"ID", "=", 1, "UNION", "ID", "=", 2}),
+       "conditions are joined by a word that is not AND or OR"},
+      {"allowed operators and conjunctions",
+       where({"ID", "is not", 1, "or", "NAME", "LIKE", "a%", "AND", "CODE", ">=", 2}), nullptr},
+  };
+  for (const CheckCase& c : cases) {
+    log_.clear();
+    const Checked statement = c.build(table_);
+    if (c.refusal == nullptr) {
+      EXPECT_TRUE(statement.has_value()) << c.what;
+      EXPECT_TRUE(log_.lines().empty()) << c.what;
+      continue;
+    }
+    EXPECT_FALSE(statement.has_value()) << c.what;
+    ASSERT_EQ(log_.lines().size(), 1u) << c.what;
+    const std::string line = log_.lines().front();
+    EXPECT_EQ(line.rfind("ERROR: write to T refused: ", 0), 0u) << line;
+    EXPECT_NE(line.find(c.refusal), std::string::npos) << c.what << ": " << line;
+  }
+
+  // An invalid condition list is the builder's to report; no refusal line.
+  log_.clear();
+  EXPECT_FALSE(DBTableAbstract::checkedDelete(table_, ConditionList{"ID", "="}).has_value());
+  EXPECT_EQ(log_.lines(),
+            std::vector<std::string>{"SQL Builder ERROR: Wrong parameter for delete query."});
+}
+
+TEST_F(DBTableAbstractTest, SplicedStatementsWriteEachPieceAsItsKindSaysOrRefuse) {
+  const auto text = [&](const SplicedStatement& statement) {
+    const Checked checked = DBTableAbstract::checkedStatement(table_, statement);
+    return checked ? checked->text() : std::string("<refused>");
+  };
+  EXPECT_EQ(text(S("DELETE FROM %@ WHERE %@ IN (%@)",
+                   {S::name("T"), S::name("ID"), S::numbers("ID", IDSet{3, 1, 2})})),
+            "DELETE FROM T WHERE ID IN (1, 2, 3)");
+  EXPECT_EQ(text(S("UPDATE %@ SET %@ = %@, %@ = %@ WHERE %@ = %@",
+                   {S::name("T"), S::name("NAME"), S::quotedOperand("NAME", "x'y"), S::name("CODE"),
+                    S::number("CODE", Value::null()), S::name("T.ID"),
+                    S::number("ID", std::numeric_limits<std::int64_t>::min())})),
+            "UPDATE T SET NAME = \"x'y\", CODE = NULL WHERE T.ID = -9223372036854775808");
+  EXPECT_EQ(text(S("DELETE FROM %@ WHERE %@ = %@ AND %@ = %@;",
+                   {S::name("T"), S::name("CODE"), S::singleQuoted("CODE", 7), S::name("NAME"),
+                    S::singleQuoted("NAME", "say \"ID\"")})),
+            "DELETE FROM T WHERE CODE = '7' AND NAME = 'say \"ID\"';");
+  EXPECT_EQ(text(S("INSERT INTO T (ID, NAME) VALUES (%@, %@)",
+                   {S::number("ID", 4), S::quotedValue("NAME", "Id")})),
+            "INSERT INTO T (ID, NAME) VALUES (4, \"Id\")");
+
+  const std::vector<std::pair<SplicedStatement, const char*>> refused = {
+      {S("UPDATE T SET NAME = %@", {S::quotedOperand("NAME", "Id")}),
+       "the value of NAME is the name of a column"},
+      {S("DELETE FROM T WHERE NAME = %@", {S::singleQuoted("NAME", "x' OR '1'='1")}),
+       "the value of NAME holds a single quote"},
+      {S("DELETE FROM T WHERE ID = %@", {S::number("ID", "5 OR 1=1")}),
+       "the value of ID is text where a number belongs"},
+      {S("DELETE FROM T WHERE ID IN (%@)", {S::numbers("ID", std::vector<Value>{1, std::nan("")})}),
+       "the value of ID is not a finite number"},
+      {S("DELETE FROM %@", {S::name("T; DROP TABLE T")}),
+       "the statement names something that is not a plain name"},
+      {S("DELETE FROM %@", {S::name("1T")}), "not a plain name"},
+      {S("DELETE FROM %@ WHERE ID = %@", {S::name("T")}),
+       "the statement has 2 places for 1 pieces"},
+  };
+  for (const auto& [statement, refusal] : refused) {
+    log_.clear();
+    EXPECT_EQ(text(statement), "<refused>") << refusal;
+    ASSERT_EQ(log_.lines().size(), 1u) << refusal;
+    EXPECT_NE(log_.lines().front().find(refusal), std::string::npos) << log_.lines().front();
+    EXPECT_EQ(log_.lines().front().find("1=1"), std::string::npos) << "the value is never logged";
+  }
+}
+
+TEST_F(DBTableAbstractTest, OneCallWritesRunCheckedStatementsAndRefusalsChangeNothing) {
+  std::vector<bool> results;
+  const BoolCompletion record = [&](bool ok) { results.push_back(ok); };
+  DBTableAbstract::insertRow(table_, {{"ID", 1}, {"NAME", "first"}}, queue_, record);
+  // A plain insert succeeds only by adding a row: an existing key stays.
+  DBTableAbstract::insertRow(table_, {{"ID", 1}, {"NAME", "second"}}, queue_, record);
+  DBTableAbstract::insertOrReplaceRow(table_, {{"ID", 2}, {"NAME", "ID"}}, queue_, record);
+  EXPECT_EQ(results, (std::vector<bool>{true, false, true}));
+  EXPECT_EQ(rowsSeenByAnotherConnection("ID = 1 AND NAME = 'first'"), 1);
+  EXPECT_EQ(rowsSeenByAnotherConnection("ID = 2 AND NAME = 'ID'"), 1);
+
+  // Refused: false at once, exactly once, and no row changes.
+  results.clear();
+  DBTableAbstract::updateRows(table_, {{"NAME", "x\", CODE = \"1"}}, ConditionList{"ID", "=", 1},
+                              queue_, record);
+  DBTableAbstract::updateRows(table_, {{"NAME", "Name"}}, std::nullopt, queue_, record);
+  DBTableAbstract::deleteRows(table_, ConditionList{"NAME", "=", "ID"}, queue_, record);
+  DBTableAbstract::deleteRows(
+      table_, S("DELETE FROM T WHERE NAME = %@", {S::singleQuoted("NAME", "' OR ''='")}), queue_,
+      record);
+  DBTableAbstract::runChecked(std::nullopt, queue_, record);
+  EXPECT_EQ(results, (std::vector<bool>{false, false, false, false, false}));
+  EXPECT_EQ(rowsSeenByAnotherConnection(), 2);
+  EXPECT_EQ(rowsSeenByAnotherConnection("NAME IN ('first', 'ID') AND CODE IS NULL"), 2);
+
+  // Accepted formatted and built writes run.
+  results.clear();
+  DBTableAbstract::updateRows(table_,
+                              S("UPDATE T SET CODE = %@ WHERE ID IN (%@)",
+                                {S::number("CODE", 9), S::numbers("ID", IDSet{1, 2})}),
+                              queue_, record);
+  DBTableAbstract::deleteRows(table_, ConditionList{"NAME", "=", "first"}, queue_, record);
+  EXPECT_EQ(results, (std::vector<bool>{true, true}));
+  EXPECT_EQ(rowsSeenByAnotherConnection("CODE = 9"), 1);
+
+  // Without a queue nothing is checked, logged, run or called.
+  log_.clear();
+  DBTableAbstract::insertRow(table_, {{"NAME", "\""}}, nullptr, record);
+  DBTableAbstract::deleteRows(table_, S("%@", {S::name(";")}), nullptr, record);
+  EXPECT_EQ(results.size(), 2u);
+  EXPECT_TRUE(log_.lines().empty());
+}
+
+TEST(TableColumnsTest, KnowsItsColumnsAndTheRowIDAliasesWithoutRegardToASCIICase) {
+  const TableColumns columns("EventTable_", {"ID", "START_DATE"});
+  EXPECT_EQ(columns.tableName(), "EventTable_");
+  EXPECT_TRUE(columns.hasColumn("start_date"));
+  EXPECT_FALSE(columns.hasColumn("rowid")) << "an alias is no column of the table";
+  for (const char* reference : {"ID", "iD", "Start_Date", "ROWID", "Oid", "_rowid_"}) {
+    EXPECT_TRUE(columns.isColumnReference(reference)) << reference;
+  }
+  // SQLite folds only ASCII letters in names; "İD" and "EventTable_" are no columns.
+  for (const char* text : {"ID ", "İD", "EventTable_", "START", "", "rowid_"}) {
+    EXPECT_FALSE(columns.isColumnReference(text)) << text;
+  }
 }
 
 TEST(DBTableAbstractConversion, RoundTripThroughBase64JsonAndNoValueForAbsentEmptyOrMalformedText) {

@@ -7,8 +7,12 @@
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
 
+#include <cstdint>
 #include <fstream>
+#include <iterator>
 #include <map>
 #include <thread>
 
@@ -52,12 +56,38 @@ class FMDBHelperTest : public ::testing::Test {
     return n;
   }
 
+  /// The file change counter of the database header, which SQLite raises by
+  /// one for every committed write transaction.
+  static std::uint32_t changeCounter(const std::filesystem::path& file) {
+    std::ifstream in(file, std::ios::binary);
+    unsigned char bytes[4] = {};
+    in.seekg(24);
+    in.read(reinterpret_cast<char*>(bytes), 4);
+    return std::uint32_t{bytes[0]} << 24 | std::uint32_t{bytes[1]} << 16 |
+           std::uint32_t{bytes[2]} << 8 | bytes[3];
+  }
+
+  std::filesystem::path databaseFile() const { return home_.path() / "Documents" / "kestrel.db"; }
+
+  /// A second connection to the database file, as another process would hold.
+  std::shared_ptr<FMDatabase> otherConnection() {
+    std::filesystem::create_directories(home_.path() / "Documents");
+    auto db = FMDatabase::databaseWithPath(databaseFile().string());
+    EXPECT_TRUE(db->open());
+    return db;
+  }
+
   TempDir home_;
 };
 
 TEST_F(FMDBHelperTest, FirstStartCreatesTwelveTablesAndThreeIndexesAsTheBuilderWritesThem) {
   auto helper = start();
   ASSERT_NE(helper->getDBQueue(), nullptr);
+  EXPECT_EQ(helper->startError(), std::nullopt);
+  // The flag word, literally: READWRITE | CREATE | FULLMUTEX | file protection none.
+  EXPECT_EQ(helper->getDBQueue()->openFlags(), 0x410006);
+  // The pragma is sent inside a transaction, where SQLite ignores it.
+  EXPECT_EQ(count(*helper, "PRAGMA foreign_keys"), 0);
   EXPECT_EQ(helper->databasePath(), home_.path() / "Documents" / "kestrel.db");
   EXPECT_TRUE(std::filesystem::exists(helper->databasePath()));
 
@@ -89,8 +119,11 @@ TEST_F(FMDBHelperTest, SecondStartLogsOneFailurePerUpgradeAndChangesNothing) {
       db->executeUpdate("INSERT INTO MyTeamTable (ID, TEAM_NAME) VALUES (?, ?)", 7, "Kestrels");
     });
   }
+  const std::uint32_t counter = changeCounter(databaseFile());
   LogCapture log;
   auto second = start();
+  EXPECT_EQ(second->startError(), std::nullopt) << "applied upgrades are no failure";
+  EXPECT_EQ(changeCounter(databaseFile()), counter) << "nothing was written";
   EXPECT_EQ(log.countContaining("DB Error: 1 \"duplicate column name: "), upgradeStatementCount());
   EXPECT_EQ(log.countContaining("DB Query: ALTER TABLE "), upgradeStatementCount());
   EXPECT_EQ(log.count("DB Path: " + second->databasePath().string()), upgradeStatementCount());
@@ -114,7 +147,10 @@ TEST_F(FMDBHelperTest, OldLayoutGainsUpgradeColumnsWithDefaultsAndKeepsRows) {
         db->executeUpdate("INSERT INTO MyTeamTable (ID, TEAM_NAME) VALUES (3, 'Old Town')"));
     db->close();
   }
+  const std::uint32_t counter = changeCounter(documents / "kestrel.db");
   auto helper = start();
+  // Eleven new tables, three team columns and the indexes: one commit.
+  EXPECT_EQ(changeCounter(documents / "kestrel.db"), counter + 1);
   helper->getDBQueue()->inDatabase([](FMDatabase* db) {
     auto rs = db->executeQuery("SELECT * FROM MyTeamTable");
     ASSERT_TRUE(rs->next());
@@ -171,6 +207,94 @@ TEST_F(FMDBHelperTest, UnopenableFileLeavesNoQueueAndLogsWhy) {
   helper->createTables();  // nothing to do, nothing breaks
   helper->reInitDB();
   EXPECT_EQ(helper->getDBQueue(), nullptr);
+}
+
+TEST_F(FMDBHelperTest, LockedFileStopsTheStartAtOnceWithinItsWaitAndLeavesTheFileUntouched) {
+  auto other = otherConnection();
+  ASSERT_TRUE(other->executeUpdate("CREATE TABLE Other (A INTEGER)"));
+  ASSERT_TRUE(other->beginExclusiveTransaction());
+  LogCapture log;
+  auto helper = FMDBHelper::forHome(home_.path(), /*lockWait=*/0.05);
+  EXPECT_EQ(helper->startError(), "the start transaction could not begin: database is locked");
+  EXPECT_NE(helper->getDBQueue(), nullptr);
+  // One wait for the whole start, not one per statement.
+  EXPECT_EQ(log.countContaining("DB Error: 5 "), 1u);
+  EXPECT_EQ(log.count("ERROR: DB START FAILED: the start transaction could not begin: database is "
+                      "locked"),
+            1u);
+  ASSERT_TRUE(other->rollback());
+  EXPECT_EQ(other->intForQuery("SELECT count(*) FROM sqlite_master"), 1);
+
+  // Once the lock is gone, a new start works and the failure is forgotten.
+  helper->reInitDB();
+  EXPECT_EQ(helper->startError(), std::nullopt);
+  EXPECT_EQ(tableCount(*helper), 13);
+}
+
+TEST_F(FMDBHelperTest, FilesThatAreNoDatabaseAreNeverChangedAndNonRegularOnesNeverOpened) {
+  // Random bytes: the start transaction cannot begin; every byte stays.
+  std::filesystem::create_directories(home_.path() / "Documents");
+  std::string bytes(8192, '\0');
+  for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>(i * 7919 % 251 + 1);
+  std::ofstream(databaseFile(), std::ios::binary) << bytes;
+  auto junk = start();
+  EXPECT_EQ(junk->startError(), "the start transaction could not begin: file is not a database");
+  junk.reset();
+  std::ifstream in(databaseFile(), std::ios::binary);
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}), bytes);
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(home_.path() / "Documents"), {}), 1);
+
+  // A FIFO would block the first read for ever; a folder cannot be a database.
+  std::filesystem::remove(databaseFile());
+  ASSERT_EQ(mkfifo(databaseFile().c_str(), 0600), 0);
+  LogCapture log;
+  auto fifo = start();
+  EXPECT_EQ(fifo->getDBQueue(), nullptr);
+  EXPECT_EQ(fifo->startError(), "not a regular file");
+  EXPECT_EQ(
+      log.count("ERROR: " + databaseFile().string() + " is not a regular file; it is not opened"),
+      1u);
+  EXPECT_EQ(log.count("ERROR: DB OPENING FAILED. NO CONNECTION TO DATABASE."), 1u);
+  std::filesystem::remove(databaseFile());
+  std::filesystem::create_directory(databaseFile());
+  EXPECT_EQ(start()->startError(), "not a regular file");
+}
+
+TEST_F(FMDBHelperTest, AFailingStatementFailsTheStartWhileTheRestStillCommits) {
+  // An index holding the stage table's name: its CREATE TABLE fails.
+  auto other = otherConnection();
+  ASSERT_TRUE(other->executeUpdate("CREATE TABLE X (A INTEGER)"));
+  ASSERT_TRUE(other->executeUpdate("CREATE INDEX StageTable ON X (A)"));
+  other->close();
+  auto helper = start();
+  EXPECT_EQ(helper->startError(),
+            "a start statement failed: there is already an index named StageTable");
+  EXPECT_EQ(tableCount(*helper), 12) << "X and every table but StageTable";
+}
+
+int refuseCommit(void*) {
+  return 1;  // turns the COMMIT into a rollback
+}
+
+TEST_F(FMDBHelperTest, AFailedCommitIsRolledBackNotLeftOpen) {
+  auto helper = start();
+  auto queue = helper->getDBQueue();
+  queue->inDatabase([](FMDatabase* db) {
+    ASSERT_TRUE(db->executeUpdate("DROP TABLE VoteTable"));
+    sqlite3_commit_hook(db->sqliteHandle(), refuseCommit, nullptr);
+  });
+  helper->createTables();
+  ASSERT_TRUE(helper->startError().has_value());
+  EXPECT_EQ(helper->startError()->rfind("the start transaction could not commit: ", 0), 0u)
+      << *helper->startError();
+  queue->inDatabase([](FMDatabase* db) {
+    EXPECT_NE(sqlite3_get_autocommit(db->sqliteHandle()), 0) << "no transaction is left open";
+    EXPECT_FALSE(db->tableExists("VoteTable"));
+    sqlite3_commit_hook(db->sqliteHandle(), nullptr, nullptr);
+  });
+  helper->createTables();
+  EXPECT_EQ(helper->startError(), std::nullopt);
+  EXPECT_EQ(tableCount(*helper), 12);
 }
 
 TEST_F(FMDBHelperTest, SharedInstanceIsCreatedOnceForTheApplicationHome) {

@@ -7,7 +7,10 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <functional>
+#include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace kestrel {
@@ -126,9 +129,36 @@ TEST_F(FMDatabaseQueueTest, SerialisesBlocksFromManyThreads) {
   EXPECT_EQ(count(), 200);
 }
 
-TEST_F(FMDatabaseQueueTest, NestedInDatabaseStopsTheProcess) {
-  EXPECT_DEATH(queue->inDatabase([&](FMDatabase*) { queue->inDatabase([](FMDatabase*) {}); }),
-               "reentrant");
+TEST_F(FMDatabaseQueueTest, EveryFormCalledFromItsOwnBlockStopsTheProcessInsteadOfDeadlocking) {
+  // Each of these, started from inside a block of the same queue, would wait
+  // for ever on the block that is waiting for it.
+  const std::vector<std::pair<const char*, std::function<void()>>> forms = {
+      {"inDatabase:", [&] { queue->inDatabase([](FMDatabase*) {}); }},
+      {"inTransaction:", [&] { queue->inTransaction([](FMDatabase*, bool*) {}); }},
+      {"inTransaction:", [&] { queue->inExclusiveTransaction([](FMDatabase*, bool*) {}); }},
+      {"inDeferredTransaction:", [&] { queue->inDeferredTransaction([](FMDatabase*, bool*) {}); }},
+      {"inImmediateTransaction:",
+       [&] { queue->inImmediateTransaction([](FMDatabase*, bool*) {}); }},
+      {"inSavePoint:", [&] { (void)queue->inSavePoint([](FMDatabase*, bool*) {}); }},
+      {"close", [&] { queue->close(); }},
+      {"checkpoint:", [&] { queue->checkpoint(FMDBCheckpointMode::Passive); }},
+  };
+  for (const auto& [name, form] : forms) {
+    const std::string message = std::string(name) + " was called reentrantly on the same queue";
+    EXPECT_DEATH(queue->inDatabase([&](FMDatabase*) { form(); }), message) << name;
+    EXPECT_DEATH(queue->inTransaction([&](FMDatabase*, bool*) { form(); }), message) << name;
+  }
+  // Also through another queue's block that the first one synced onto.
+  auto other = FMDatabaseQueue::databaseQueueWithPath(std::nullopt);
+  EXPECT_DEATH(queue->inDatabase([&](FMDatabase*) {
+    other->inDatabase(
+        [&](FMDatabase*) { queue->inDeferredTransaction([](FMDatabase*, bool*) {}); });
+  }),
+               "inDeferredTransaction: was called reentrantly");
+  // Outside any block every form works, and a second queue may be used from
+  // inside the first one's block.
+  for (const auto& [name, form] : forms) form();
+  queue->inDatabase([&](FMDatabase*) { other->inTransaction([](FMDatabase*, bool*) {}); });
 }
 
 }  // namespace

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # End-to-end: exit statuses (0 success, 1 no database / cannot open / failed
-# operation, 2 usage error), errors on standard error, and with --json one
-# parseable object on standard output for every outcome.
+# operation, 2 usage error; 3, check's "try again", is in check_status_test),
+# errors on standard error, and with --json one parseable object on standard
+# output for every outcome.
 set -uo pipefail
 kestrel="$1"
 work=$(mktemp -d)
@@ -30,6 +31,11 @@ for now in nan inf -inf abc 12x ""; do
   grep -q -- "--now: must be a finite number" "$work/err" || fail "--now $now: $(cat "$work/err")"
 done
 run 2 refresh-due --home "$work/h" --now NaN
+for wait in -1 nan inf x; do
+  run 2 inspect --wait "$wait" --home "$work/h"
+  grep -q -- "--wait: must be a finite number of seconds, 0 or more" "$work/err" ||
+    fail "--wait $wait: $(cat "$work/err")"
+done
 run 2 frobnicate
 run 2 check --home ""
 grep -q -- "--home: must not be empty" "$work/err" || fail "empty --home: $(cat "$work/err")"
@@ -58,17 +64,19 @@ done
 
 # 3. check --json prints an object for every outcome.
 run 1 check --json --home "$work/empty"
-[ "$(field '$.error')|$(field '$.healthy')" = "no database file|0" ] ||
+[ "$(field '$.error')|$(field '$.healthy')|$(field '$.status')" = "no database file|0|no-database" ] ||
   fail "check, no file: $(cat "$work/out")"
 mkdir -p "$work/dir/Documents/kestrel.db"
 run 1 check --json --home "$work/dir"
-[ "$(field '$.error')|$(field '$.healthy')" = "cannot be opened|0" ] ||
+[ "$(field '$.status')|$(field '$.healthy')" = "unreadable|0" ] ||
   fail "check, directory: $(cat "$work/out")"
 run 1 check --home "$work/dir"
 [ ! -s "$work/out" ] || fail "check error on stdout: $(cat "$work/out")"
-grep -q "kestrel: .*: cannot be opened" "$work/err" || fail "check error: $(cat "$work/err")"
-run 1 purge --json --home "$work/dir"
-[ "$(field '$.error')" = "cannot be opened" ] || fail "purge, directory: $(cat "$work/out")"
+grep -q "kestrel: .*: unreadable: not a regular file" "$work/err" || fail "check error: $(cat "$work/err")"
+for command in purge inspect refresh-due; do
+  run 1 "$command" --json --home "$work/dir"
+  [ "$(field '$.error')" = "not a regular file" ] || fail "$command, directory: $(cat "$work/out")"
+done
 
 # A home whose name is not valid UTF-8 still gives JSON (U+FFFD in its place).
 bad=$(printf '%s/bad\377' "$work")
@@ -79,14 +87,15 @@ expected="'$work/bad' || char(65533) || '/Documents/kestrel.db'"
 run 0 inspect --json --home "$bad"
 [ "$(query "json_array_length(j, '\$.tables')")" = 12 ] || fail "inspect, non-UTF-8 path: $(cat "$work/out")"
 
-# 4. A file that is not a database: the event queries fail, and say so.
+# 4. A file that is not a database: the start path stops, and says why.
 mkdir -p "$work/junk/Documents"
 head -c 4096 /dev/urandom >"$work/junk/Documents/kestrel.db"
+not_a_database="the start transaction could not begin: file is not a database"
 run 1 refresh-due --json --home "$work/junk" --now 1700000000
-[ "$(field '$.error')" = "cannot read the events" ] || fail "refresh-due, junk: $(cat "$work/out")"
+[ "$(field '$.error')" = "$not_a_database" ] || fail "refresh-due, junk: $(cat "$work/out")"
 run 1 refresh-due --home "$work/junk"
-grep -q "kestrel: .*: cannot read the events" "$work/err" || fail "refresh-due text: $(cat "$work/err")"
+grep -q "kestrel: .*: $not_a_database" "$work/err" || fail "refresh-due text: $(cat "$work/err")"
 run 1 purge --home "$work/junk"
 run 1 check --json --home "$work/junk"
-[ "$(field '$.healthy')" = 0 ] || fail "check, junk: $(cat "$work/out")"
+[ "$(field '$.healthy')|$(field '$.status')" = "0|not-a-database" ] || fail "check, junk: $(cat "$work/out")"
 echo "tool exit statuses: all passed"

@@ -73,6 +73,7 @@ if "$kestrel" check --home "$work/fresh" >"$work/check-bad.txt"; then fail "miss
 grep -q "VoteTable: MISSING TABLE" "$work/check-bad.txt" || fail "missing table not named"
 "$kestrel" check --json --home "$work/fresh" >"$work/check-bad.json" && fail "json check should exit 1"
 grep -q '"healthy": false' "$work/check-bad.json" || fail "json check should say unhealthy"
+grep -q '"status": "damaged"' "$work/check-bad.json" || fail "json check should say damaged"
 
 # 5. No database at all.
 if "$kestrel" check --home "$work/none" >/dev/null; then fail "check of a missing file passed"; fi

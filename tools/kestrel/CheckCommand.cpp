@@ -4,7 +4,9 @@
 
 #include <KestrelDatabase/schema/FMDBHelper.h>
 #include <KestrelDatabase/sql/FMDatabase.h>
+#include <KestrelDatabase/sql/FMError.h>
 #include <KestrelDatabase/sql/FMResultSet.h>
+#include <KestrelPlatform/AppHome.h>
 #include <KestrelPlatform/Json.h>
 #include <KestrelPlatform/Log.h>
 
@@ -13,6 +15,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <optional>
+#include <system_error>
 
 namespace kestrel::tool {
 namespace {
@@ -32,6 +35,72 @@ bool isKnownGap(const std::string& table, const std::string& column) {
   });
 }
 
+// What the check could tell about the file. Only a file that could be read is
+// healthy or damaged; for the others nothing is said about tables.
+enum class Status { Healthy, Damaged, NotADatabase, Busy, NeedsRecovery, Unreadable, NoDatabase };
+
+const char* statusWord(Status status) {
+  switch (status) {
+    case Status::Healthy:
+      return "healthy";
+    case Status::Damaged:
+      return "damaged";
+    case Status::NotADatabase:
+      return "not-a-database";
+    case Status::Busy:
+      return "busy";
+    case Status::NeedsRecovery:
+      return "needs-recovery";
+    case Status::Unreadable:
+      return "unreadable";
+    case Status::NoDatabase:
+      return "no-database";
+  }
+  return "unreadable";
+}
+
+int exitStatus(Status status) {
+  switch (status) {
+    case Status::Healthy:
+      return kExitSuccess;
+    case Status::Busy:
+    case Status::NeedsRecovery:
+      return kExitTryAgain;
+    default:
+      return kExitFailure;
+  }
+}
+
+// Why the file could not be read, from the connection's last error.
+struct Unread {
+  Status status;
+  std::string reason;
+};
+
+Unread unreadFrom(const FMDatabase& db) {
+  const int extended = db.lastExtendedErrorCode();
+  const std::string message = db.lastErrorMessage();
+  switch (extended & 0xff) {
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED:
+      return {Status::Busy, "busy: another process holds the database lock; try again"};
+    case SQLITE_NOTADB:
+      return {Status::NotADatabase, "not a database: " + message};
+    case SQLITE_CORRUPT:
+      return {Status::Damaged, message};
+    case SQLITE_READONLY:
+      if (extended == SQLITE_READONLY_ROLLBACK) {
+        return {Status::NeedsRecovery,
+                "needs recovery: an interrupted write left a journal that only a read-write "
+                "open rolls back (kestrel inspect does); try again"};
+      }
+      break;
+    default:
+      break;
+  }
+  return {Status::Unreadable, "unreadable: " + message};
+}
+
 struct TableFinding {
   std::string name;
   bool missing = false;
@@ -39,37 +108,58 @@ struct TableFinding {
   std::vector<std::string> knownGaps;
 };
 
-}  // namespace
+struct Findings {
+  Status status = Status::Healthy;
+  std::string reason;                  // when the file could not be read
+  std::vector<std::string> integrity;  // PRAGMA integrity_check, or why it failed
+  std::vector<TableFinding> tables;
+};
 
-int runCheck(const CommonOptions& options) {
-  using platform::print;
-  // The check only reads: it never creates or upgrades the file it checks.
-  const platform::Json unhealthy = {{"healthy", false}};
-  const std::optional<std::filesystem::path> file = existingDatabaseFile(options, unhealthy);
-  if (!file) return 1;
-  const std::filesystem::path& path = *file;
-  auto db = FMDatabase::databaseWithPath(path.string());
-  if (!db->openWithFlags(SQLITE_OPEN_READONLY)) {
-    return reportFailure(options, path, "cannot be opened", unhealthy);
-  }
-  std::vector<std::string> integrity;
-  if (auto rs = db->executeQuery("PRAGMA integrity_check")) {
-    while (rs->next()) integrity.push_back(rs->stringForColumnIndex(0).value_or(""));
-    rs->close();
+// Reads the file inside one read transaction, so that the integrity check and
+// the schema comparison see the same state, and another process cannot take
+// the file away between them.
+Findings examine(FMDatabase& db) {
+  // The findings of a file that could not be read (a damaged one included:
+  // then the reason is its integrity finding).
+  const auto unread = [&db] {
+    Unread why = unreadFrom(db);
+    Findings findings{why.status, std::move(why.reason), {}, {}};
+    if (findings.status == Status::Damaged) findings.integrity = {findings.reason};
+    db.rollback();
+    return findings;
+  };
+  // "begin" takes no lock yet; the first read takes the shared lock and
+  // keeps it to the end.
+  if (!db.executeUpdate("begin deferred transaction")) return unread();
+  FMError error;
+  if (auto probe = db.executeQuery("SELECT count(*) FROM sqlite_master")) {
+    const bool read = probe->nextWithError(&error);
+    probe->close();
+    if (!read) return unread();
   } else {
-    integrity.push_back(db->lastErrorMessage());
+    return unread();
   }
-  const bool integrityOk = integrity.size() == 1 && integrity.front() == "ok";
 
-  std::vector<TableFinding> findings;
-  bool healthy = integrityOk;
+  Findings out;
+
+  if (auto rs = db.executeQuery("PRAGMA integrity_check")) {
+    while (rs->nextWithError(&error))
+      out.integrity.push_back(rs->stringForColumnIndex(0).value_or(""));
+    rs->close();
+    if (error.code != 0) out.integrity.push_back(error.message);
+  } else {
+    out.integrity.push_back(db.lastErrorMessage());
+  }
+  if (!(out.integrity.size() == 1 && out.integrity.front() == "ok")) out.status = Status::Damaged;
+
   for (const TableReport& expected : expectedSchema()) {
     TableFinding finding{expected.name, false, {}, {}};
-    const std::vector<std::string> actual = columnsOf(*db, expected.name);
-    if (actual.empty()) {
-      finding.missing = true;
-      healthy = false;
-    }
+    bool failed = false;
+    const std::vector<std::string> actual = columnsOf(db, expected.name, &failed);
+    // A schema that cannot be read is reported as such, never as "missing".
+    if (failed) return unread();
+    finding.missing = actual.empty();
+    if (finding.missing) out.status = Status::Damaged;
     for (const std::string& column : expected.columns) {
       if (finding.missing || std::find(actual.begin(), actual.end(), column) != actual.end())
         continue;
@@ -77,34 +167,49 @@ int runCheck(const CommonOptions& options) {
         finding.knownGaps.push_back(column);
       } else {
         finding.missingColumns.push_back(column);
-        healthy = false;
+        out.status = Status::Damaged;
       }
     }
-    findings.push_back(std::move(finding));
+    out.tables.push_back(std::move(finding));
   }
-  db->close();
+  db.rollback();
+  return out;
+}
 
+int report(const CommonOptions& options, const std::filesystem::path& path, Status status,
+           const std::string& reason) {
+  reportFailure(options, path, reason,
+                {{"status", statusWord(status)}, {"healthy", status == Status::Healthy}});
+  return exitStatus(status);
+}
+
+int printFindings(const CommonOptions& options, const std::filesystem::path& path,
+                  const Findings& findings) {
+  using platform::print;
+  const bool healthy = findings.status == Status::Healthy;
   if (options.json) {
     platform::Json report = {{"database", path.string()},
-                             {"integrity", integrity},
+                             {"status", statusWord(findings.status)},
+                             {"integrity", findings.integrity},
                              {"healthy", healthy},
                              {"tables", platform::Json::array()}};
-    for (const TableFinding& f : findings) {
+    for (const TableFinding& f : findings.tables) {
       report["tables"].push_back({{"name", f.name},
                                   {"missing", f.missing},
                                   {"missingColumns", f.missingColumns},
                                   {"knownGaps", f.knownGaps}});
     }
     print("%s\n", jsonText(report).c_str());
-    return healthy ? 0 : 1;
+    return exitStatus(findings.status);
   }
 
+  const bool integrityOk = findings.integrity.size() == 1 && findings.integrity.front() == "ok";
   print("database: %s\n", path.c_str());
   print("integrity: %s\n", integrityOk ? "ok" : "FAILED");
   if (!integrityOk) {
-    for (const std::string& line : integrity) print("  %s\n", line.c_str());
+    for (const std::string& line : findings.integrity) print("  %s\n", line.c_str());
   }
-  for (const TableFinding& f : findings) {
+  for (const TableFinding& f : findings.tables) {
     if (f.missing) {
       print("%s: MISSING TABLE\n", f.name.c_str());
       continue;
@@ -118,7 +223,40 @@ int runCheck(const CommonOptions& options) {
     }
   }
   print("%s\n", healthy ? "healthy" : "DAMAGED");
-  return healthy ? 0 : 1;
+  return exitStatus(findings.status);
+}
+
+}  // namespace
+
+int runCheck(const CommonOptions& options) {
+  // The check only reads: it never creates, upgrades or rolls back the file
+  // it checks, and opens nothing but a regular file (a FIFO or a device
+  // would block the open or the reads for ever).
+  const std::filesystem::path path =
+      platform::AppHome::root() / "Documents" / FMDBHelper::kDatabaseFileName;
+  std::error_code error;
+  const auto file = std::filesystem::status(path, error);
+  if (error && error != std::errc::no_such_file_or_directory) {
+    return report(options, path, Status::Unreadable, "cannot be read: " + error.message());
+  }
+  if (!std::filesystem::exists(file)) {
+    return report(options, path, Status::NoDatabase, "no database file");
+  }
+  if (!std::filesystem::is_regular_file(file)) {
+    return report(options, path, Status::Unreadable, "unreadable: not a regular file");
+  }
+
+  auto db = FMDatabase::databaseWithPath(path.string());
+  db->setMaxBusyRetryTimeInterval(options.wait);
+  if (!db->openWithFlags(SQLITE_OPEN_READONLY)) {
+    return report(options, path, Status::Unreadable, "unreadable: cannot be opened");
+  }
+  const Findings findings = examine(*db);
+  db->close();
+  if (findings.status != Status::Healthy && findings.status != Status::Damaged) {
+    return report(options, path, findings.status, findings.reason);
+  }
+  return printFindings(options, path, findings);
 }
 
 }  // namespace kestrel::tool

@@ -13,9 +13,13 @@ namespace kestrel::tool {
 
 int runInspect(const CommonOptions& options) {
   using platform::print;
-  auto helper = FMDBHelper::forHome(platform::AppHome::root());
+  auto helper = FMDBHelper::forHome(platform::AppHome::root(), options.wait);
   auto queue = helper->getDBQueue();
-  if (!queue) return reportFailure(options, helper->databasePath(), "cannot be opened");
+  // A start that could not run its statements (locked, not a database, not a
+  // regular file) has nothing true to report.
+  if (const auto error = helper->startError(); error || !queue) {
+    return reportFailure(options, helper->databasePath(), error.value_or("cannot be opened"));
+  }
   std::vector<TableReport> tables = expectedSchema();
   std::string sqliteVersion;
   queue->inDatabase([&](FMDatabase* db) {

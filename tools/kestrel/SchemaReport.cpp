@@ -2,15 +2,20 @@
 
 #include <KestrelDatabase/schema/FMDBHelper.h>
 #include <KestrelDatabase/sql/FMDatabase.h>
+#include <KestrelDatabase/sql/FMError.h>
 #include <KestrelDatabase/sql/FMResultSet.h>
 
 namespace kestrel::tool {
 
-std::vector<std::string> columnsOf(FMDatabase& db, const std::string& table) {
+std::vector<std::string> columnsOf(FMDatabase& db, const std::string& table, bool* failed) {
   std::vector<std::string> columns;
   auto rs = db.getTableSchema(table);
-  while (rs && rs->next()) columns.push_back(rs->stringForColumn("name").value_or(""));
+  FMError error;
+  while (rs && rs->nextWithError(&error)) {
+    columns.push_back(rs->stringForColumn("name").value_or(""));
+  }
   if (rs) rs->close();
+  if (failed != nullptr && (!rs || error.code != 0)) *failed = true;
   return columns;
 }
 

@@ -25,7 +25,9 @@ struct TableReport {
 std::vector<TableReport> expectedSchema();
 
 /// The columns of a table in the given database, in declaration order; empty
-/// when the table does not exist.
-std::vector<std::string> columnsOf(FMDatabase& db, const std::string& table);
+/// when the table does not exist. When the schema cannot be read, `failed`
+/// (if given) is set and the columns read so far are returned.
+std::vector<std::string> columnsOf(FMDatabase& db, const std::string& table,
+                                   bool* failed = nullptr);
 
 }  // namespace kestrel::tool

@@ -6,21 +6,31 @@
 //   kestrel check   [--home DIR] [--json]     integrity and schema check
 //   kestrel purge   [--home DIR] [--json] [--now SECONDS]        retention
 //   kestrel refresh-due [--home DIR] [--json] [--now SECONDS]    due IDs
+//   every command also takes [--wait SECONDS] (default 10): how long to wait
+//   for another process's lock on the database
 //
 // Options may stand anywhere after the command name. --home falls back to
 // $KESTREL_HOME, then the platform's default home. Only inspect creates a
 // database; check, purge and refresh-due need "Documents/kestrel.db" to exist.
+// Nothing but a regular file is ever opened as the database.
 //
 // Reports go to standard output, errors to standard error. With --json every
 // outcome of a command, an error included, is one JSON object on standard
-// output; an error object has "database" and "error" members.
+// output; an error object has "database" and "error" members. check's object
+// always has "status": healthy, damaged, not-a-database, busy,
+// needs-recovery, unreadable or no-database.
 //
 // Exit status:
 //   0  success; check: the database is healthy (also --help and --version)
-//   1  check: the database is damaged; any command: no database file, the
-//      file cannot be opened, or an operation on it failed
+//   1  check: damaged, not a database, unreadable (permissions, not a
+//      regular file) or no database file; any other command: no database
+//      file, the start path failed (locked, not a database, not a regular
+//      file), or an operation on it failed
 //   2  usage error: unknown command or option, bad option value (--now not
-//      a finite number, empty --home)
+//      a finite number, --wait not a finite number of seconds >= 0, empty
+//      --home)
+//   3  check: busy (another process holds the lock) or needs recovery (a hot
+//      journal that only a read-write open rolls back); try again
 #include "Commands.h"
 
 #include <KestrelPlatform/AppHome.h>
@@ -51,18 +61,24 @@ struct Command {
 const CLI::Validator kNotEmpty(
     [](std::string& text) { return text.empty() ? std::string("must not be empty") : ""; }, "");
 
-// Seconds since 1970: a decimal number that is finite (no nan, no inf).
-const CLI::Validator kFiniteSeconds(
-    [](std::string& text) {
-      double value = 0;
-      const char* end = text.data() + text.size();
-      const auto [last, error] = std::from_chars(text.data(), end, value);
-      if (error != std::errc() || last != end || !std::isfinite(value)) {
-        return "must be a finite number of seconds since 1970, not \"" + text + "\"";
-      }
-      return std::string();
-    },
-    "");
+// A decimal number that is finite (no nan, no inf), at least `minimum`.
+CLI::Validator finiteNumber(const char* what, double minimum) {
+  return CLI::Validator(
+      [what, minimum](std::string& text) {
+        double value = 0;
+        const char* end = text.data() + text.size();
+        const auto [last, error] = std::from_chars(text.data(), end, value);
+        if (error != std::errc() || last != end || !std::isfinite(value) || value < minimum) {
+          return std::string("must be ") + what + ", not \"" + text + "\"";
+        }
+        return std::string();
+      },
+      "");
+}
+
+const CLI::Validator kFiniteSeconds =
+    finiteNumber("a finite number of seconds since 1970", -HUGE_VAL);
+const CLI::Validator kWaitSeconds = finiteNumber("a finite number of seconds, 0 or more", 0.0);
 
 }  // namespace
 
@@ -85,6 +101,10 @@ int main(int argc, char** argv) {
     CLI::App* sub = app.add_subcommand(name, help);
     sub->add_option("--home", home, "Application home folder")->type_name("DIR")->check(kNotEmpty);
     sub->add_flag("--json", options.json, "Print the report as JSON");
+    sub->add_option("--wait", options.wait,
+                    "Seconds to wait for another process's lock on the database (default 10)")
+        ->type_name("SECONDS")
+        ->check(kWaitSeconds);
     if (withNow) {
       sub->add_option("--now", options.now, "Fix the clock (seconds since 1970)")
           ->type_name("SECONDS")
