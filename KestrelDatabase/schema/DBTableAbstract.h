@@ -72,6 +72,18 @@
 // once, with false at once (outside the queue) when the write is refused or
 // the builder gives no text, else inside the transaction.
 //
+// ---- Reads and shared mechanics ----------------------------------------------
+//
+// A read runs its query in one inDatabase block and calls its completion
+// exactly once inside it, with what it read, or with an empty result when the
+// query failed or the queue could not reopen its connection. A null queue or
+// an empty completion does nothing. readIDs() collects one integer column,
+// readRows() maps every row into a container, forEachRow() visits the rows of
+// a query inside a block the caller already holds. allPresent() is the
+// required-argument test of the saves (an absent required argument writes
+// nothing and calls no completion), and futureOf() gives the future form of a
+// completion-form operation, ready on every path.
+//
 // Thread-safety: the hooks, the checks and the conversions are pure and may
 // be called from any thread. The writes block on the queue; one started from
 // inside a block of the same queue (a completion included) stops the process
@@ -82,19 +94,24 @@
 #include <KestrelDatabase/schema/SplicedStatement.h>
 #include <KestrelDatabase/schema/TableColumns.h>
 #include <KestrelModel/FieldTranslations.h>
+#include <KestrelPlatform/FunctionRef.h>
 
 #include <cstdint>
 #include <functional>
+#include <future>
 #include <memory>
 #include <optional>
 #include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace kestrel {
 
+class FMDatabase;
 class FMDatabaseQueue;
+class FMResultSet;
 
 /// A write's completion: the statement's success flag.
 using BoolCompletion = std::function<void(bool success)>;
@@ -199,6 +216,79 @@ class DBTableAbstract {
   static void deleteRows(const TableColumns& table, const SplicedStatement& statement,
                          const std::shared_ptr<FMDatabaseQueue>& queue,
                          const BoolCompletion& completion = {});
+
+  // ---- Reads and shared mechanics (rules above) ------------------------------
+
+  /// How an ID column is read: its low 32 bits, as most tables have always
+  /// read their IDs, or the full 64-bit value.
+  enum class IDWidth { k32Bit, k64Bit };
+
+  /// Runs `sql` and collects `column` of every row into a set (the column is
+  /// looked up once per result set; a row whose column is NULL or missing
+  /// gives 0).
+  static void readIDs(const std::string& sql, std::string_view column, IDWidth width,
+                      const std::shared_ptr<FMDatabaseQueue>& queue,
+                      const IDSetCompletion& completion);
+
+  using RowVisitor = platform::FunctionRef<void(const FMResultSet& row)>;
+  /// Runs `sql` on a connection the caller holds (inside a queue block) and
+  /// visits every row in order. False when the query failed.
+  static bool forEachRow(FMDatabase& db, const std::string& sql, RowVisitor visit);
+
+  /// Runs `block` in one inDatabase block of the queue; `db` is null when
+  /// the queue could not reopen its connection. Nothing runs without a queue.
+  static void readInDatabase(const std::shared_ptr<FMDatabaseQueue>& queue,
+                             platform::FunctionRef<void(FMDatabase* db)> block);
+
+  /// Runs `sql`, maps every row with `map` (a callable taking the row, which
+  /// may keep state across rows) and hands the container to the completion:
+  /// a vector keeps the row order, a set type inserts. REQUIRES: the
+  /// completion is non-empty for anything to run.
+  template <class Container, class Map>
+  static void readRows(const std::string& sql, const std::shared_ptr<FMDatabaseQueue>& queue,
+                       Map map, const std::function<void(Container)>& completion) {
+    if (!queue || !completion) return;
+    readInDatabase(queue, [&](FMDatabase* db) {
+      Container rows;
+      if (db) {
+        forEachRow(*db, sql, [&](const FMResultSet& row) {
+          if constexpr (requires { rows.push_back(map(row)); }) {
+            rows.push_back(map(row));
+          } else {
+            rows.insert(map(row));
+          }
+        });
+      }
+      completion(std::move(rows));
+    });
+  }
+
+  /// Whether every required argument is present (an optional with a value,
+  /// a non-null pointer).
+  template <class... Args>
+  static bool allPresent(const Args&... args) {
+    return (static_cast<bool>(args) && ...);
+  }
+
+  /// The future form of a completion-form operation: calls `start` with a
+  /// completion that fulfils the future; when `start` returns without having
+  /// called it (no queue, an absent required argument), the future gets
+  /// `fallback`. So the future is ready when it is returned.
+  /// REQUIRES: `start` calls its completion before it returns, or never (as
+  /// every table operation does).
+  template <class T, class Start>
+  static std::future<T> futureOf(Start&& start, T fallback) {
+    std::promise<T> promise;
+    std::future<T> future = promise.get_future();
+    bool fulfilled = false;
+    std::forward<Start>(start)(std::function<void(T)>([&](T value) {
+      if (fulfilled) return;
+      fulfilled = true;
+      promise.set_value(std::move(value));
+    }));
+    if (!fulfilled) promise.set_value(std::move(fallback));
+    return future;
+  }
 
   // ---- Field translations as stored text -----------------------------------
 
