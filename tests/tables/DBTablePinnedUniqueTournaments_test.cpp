@@ -1,0 +1,154 @@
+#include <KestrelDatabase/tables/DBTablePinnedUniqueTournaments.h>
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tables/SmallTableFixture.h"
+
+// Pinned unique tournaments: the pin order (re-pinning moves to the end, rows
+// from before the time column come first), what a row keeps of the category
+// and sport, the 32-bit ID read, the deletes and hostile names.
+namespace kestrel {
+namespace {
+
+using model::CategoryModel;
+using model::Sport;
+using model::UniqueTournament;
+using Pinned = DBTablePinnedUniqueTournaments;
+
+class DBTablePinnedUniqueTournamentsTest : public testing::SmallTableTest {
+ protected:
+  std::optional<bool> pin(const UniqueTournament& tournament) {
+    return outcome<bool>(
+        [&](auto done) { Pinned::saveUniqueTournament(tournament, queue_, done); });
+  }
+  std::vector<UniqueTournament> pinned() {
+    return result<std::vector<UniqueTournament>>(
+        [&](auto done) { Pinned::getAllUniqueTournaments(queue_, done); });
+  }
+  std::vector<std::int64_t> pinnedOrder() {
+    std::vector<std::int64_t> ids;
+    for (const auto& tournament : pinned()) ids.push_back(tournament.ID);
+    return ids;
+  }
+  IDSet pinnedIDs() {
+    return result<IDSet>([&](auto done) { Pinned::getAllUniqueTournamentIDs(queue_, done); });
+  }
+
+  static UniqueTournament full(std::int64_t id) {
+    return UniqueTournament{.ID = id,
+                            .name = "Premier League",
+                            .category = CategoryModel{.ID = 1,
+                                                      .name = "England",
+                                                      .flag = "england",
+                                                      .priority = 10,
+                                                      .sport = Sport{.ID = 7, .slug = "football"}}};
+  }
+};
+
+TEST_F(DBTablePinnedUniqueTournamentsTest, PinningAgainMovesATournamentToTheEnd) {
+  setNow(0);
+  ASSERT_EQ(pin(UniqueTournament{.ID = 17}), true);
+  setNow(1);
+  ASSERT_EQ(pin(UniqueTournament{.ID = 8}), true);
+  EXPECT_EQ(pinnedOrder(), (std::vector<std::int64_t>{17, 8}));
+
+  setNow(2);
+  ASSERT_EQ(pin(UniqueTournament{.ID = 17}), true);
+  EXPECT_EQ(pinnedOrder(), (std::vector<std::int64_t>{8, 17}));
+  EXPECT_EQ(pinnedIDs(), (IDSet{8, 17}));
+  EXPECT_EQ(rows("SELECT ID, CREATED_AT_TIMESTAMP FROM PinnedUniqueTournamentsTable ORDER BY ID"),
+            (std::vector<Row>{{"8", "1700000001"}, {"17", "1700000002"}}));
+}
+
+TEST_F(DBTablePinnedUniqueTournamentsTest, RowsFromBeforeTheTimeColumnComeFirst) {
+  // The table as it was before CREATED_AT_TIMESTAMP, with one pin, upgraded
+  // the way every start upgrades it.
+  exec("DROP TABLE PinnedUniqueTournamentsTable");
+  exec(
+      "CREATE TABLE PinnedUniqueTournamentsTable ( ID INTEGER PRIMARY KEY AUTOINCREMENT, "
+      "NAME TEXT, CATEGORY_ID INTEGER, CATEGORY_NAME TEXT, CATEGORY_FLAG TEXT, "
+      "CATEGORY_PRIORITY INTEGER, SPORT_ID INTEGER, SPORT_SLUG TEXT )");
+  exec("INSERT INTO PinnedUniqueTournamentsTable (ID, NAME) VALUES (5, 'old pin')");
+  for (const auto& statement : Pinned::updateTableQueries()) exec(statement);
+
+  setNow(-86400 * 365);  // even a pin made long ago sorts after it
+  ASSERT_EQ(pin(UniqueTournament{.ID = 9}), true);
+  EXPECT_EQ(pinnedOrder(), (std::vector<std::int64_t>{5, 9}));
+  EXPECT_EQ(pinned().front().name, "old pin");
+}
+
+TEST_F(DBTablePinnedUniqueTournamentsTest, CategoryAndSportRoundTripAndAbsentPartsAreNull) {
+  ASSERT_EQ(pin(full(17)), true);
+  setNow(1);
+  ASSERT_EQ(pin(UniqueTournament{.ID = 18}), true);  // no name, no category
+  setNow(2);
+  UniqueTournament noSport = full(19);
+  noSport.category->sport.reset();
+  ASSERT_EQ(pin(noSport), true);
+
+  const std::optional<std::string> null;
+  EXPECT_EQ(
+      rows("SELECT * FROM PinnedUniqueTournamentsTable ORDER BY ID"),
+      (std::vector<Row>{
+          {"17", "Premier League", "1", "England", "england", "10", "7", "football", "1700000000"},
+          {"18", null, null, null, null, "0", null, null, "1700000001"},
+          {"19", "Premier League", "1", "England", "england", "10", null, null, "1700000002"},
+      }));
+
+  // Read back, every row has a category with a sport, empty ones from NULLs.
+  std::vector<Row> read;
+  for (const auto& t : pinned()) {
+    ASSERT_TRUE(t.category && t.category->sport);
+    const auto& c = *t.category;
+    read.push_back({std::to_string(t.ID), t.name, std::to_string(c.ID), c.name, c.flag,
+                    std::to_string(c.priority), std::to_string(c.sport->ID), c.sport->slug});
+  }
+  EXPECT_EQ(read, (std::vector<Row>{
+                      {"17", "Premier League", "1", "England", "england", "10", "7", "football"},
+                      {"18", null, "0", null, null, "0", "0", null},
+                      {"19", "Premier League", "1", "England", "england", "10", "0", null},
+                  }));
+}
+
+TEST_F(DBTablePinnedUniqueTournamentsTest, IDSetKeepsLow32BitsWhileTheTournamentsKeepTheFullID) {
+  ASSERT_EQ(pin(UniqueTournament{.ID = 4294967298}), true);
+  EXPECT_EQ(pinnedIDs(), (IDSet{2}));
+  EXPECT_EQ(pinnedOrder(), (std::vector<std::int64_t>{4294967298}));
+}
+
+TEST_F(DBTablePinnedUniqueTournamentsTest, DeletesOneOrAllAndAMissingIDStillSucceeds) {
+  for (std::int64_t id : {1, 2, 3}) ASSERT_EQ(pin(UniqueTournament{.ID = id}), true);
+
+  EXPECT_EQ(
+      outcome<bool>([&](auto done) { Pinned::deleteUniqueTournamentWithID(2, queue_, done); }),
+      true);
+  EXPECT_EQ(pinnedIDs(), (IDSet{1, 3}));
+  EXPECT_EQ(
+      outcome<bool>([&](auto done) { Pinned::deleteUniqueTournamentWithID(99, queue_, done); }),
+      true);
+  EXPECT_EQ(pinnedIDs(), (IDSet{1, 3}));
+
+  EXPECT_EQ(outcome<bool>([&](auto done) { Pinned::deleteAllUniqueTournaments(queue_, done); }),
+            true);
+  EXPECT_TRUE(pinned().empty());
+}
+
+TEST_F(DBTablePinnedUniqueTournamentsTest, AHostileNameIsRefusedAndTheStoredPinKept) {
+  ASSERT_EQ(pin(full(1)), true);
+  UniqueTournament hostile = full(1);
+  hostile.name = "x\", \"CATEGORY_PRIORITY\") VALUES (\"1\", \"99";
+  logs_.clear();
+  EXPECT_EQ(pin(hostile), false);
+  EXPECT_EQ(logs_.count("ERROR: write to PinnedUniqueTournamentsTable refused: the value of NAME "
+                        "holds a double quote"),
+            1u);
+  EXPECT_EQ(rows("SELECT NAME, CATEGORY_PRIORITY FROM PinnedUniqueTournamentsTable"),
+            (std::vector<Row>{{"Premier League", "10"}}));
+}
+
+}  // namespace
+}  // namespace kestrel
