@@ -21,7 +21,16 @@ StoreInspection StoreInspector::inspect(const std::filesystem::path& location,
   auto connection = SqliteConnection::open(location, true, result.error);
   if (!connection) return result;
   result.integrity = connection->integrityCheck(result.error);
-  if (result.error) return result;
+  if (result.error) {
+    const auto code = result.error->userInfo.find("sqliteCode");
+    if (code != result.error->userInfo.end() && code->second == std::to_string(SQLITE_READONLY_ROLLBACK)) {
+      result.needsRecovery = true;
+      result.error = StoreError{StoreErrorCode::storeOpenFailed,
+                                "The store holds a save that was cut short; the next load recovers it.",
+                                {{"path", location.string()}}};
+    }
+    return result;
+  }
 
   StoreMetadata metadata;
   if ((result.error = StoreMetadata::read(*connection, metadata))) return result;

@@ -33,6 +33,9 @@ struct StoreInspection {
   /// Records per entity of the store's version (per table when the version
   /// is unknown), in model order.
   std::vector<std::pair<std::string, std::int64_t>> recordCounts;
+  /// A save was cut short (its rollback journal is still there): a
+  /// read-only look cannot read the file, the next load recovers it.
+  bool needsRecovery = false;
   /// Why the file could not be read (missing files are not an error).
   std::optional<StoreError> error;
 

@@ -32,6 +32,11 @@ TEST_F(DataManagerStackTest, NothingHappensBeforeTheStoreIsLoaded) {
   manager_->saveMainContext([&] { ++calls; }, [&] { ++calls; });
   EXPECT_EQ(calls, 0);
   EXPECT_FALSE(std::filesystem::exists(manager_->storeFile()));
+  // A read-only look at a home without a store creates nothing.
+  const platform::StoreInspection inspection = DataManager::inspectStore(home_.path());
+  EXPECT_FALSE(inspection.exists);
+  EXPECT_FALSE(inspection.error);
+  EXPECT_FALSE(std::filesystem::exists(home_.path() / "Library"));
   EXPECT_EQ(manager_->storeFile(), home_.path() / "Library" / "Application Support" / "KestrelDatabaseModel.sqlite");
 }
 
