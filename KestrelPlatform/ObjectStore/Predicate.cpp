@@ -62,8 +62,12 @@ std::optional<ObjectValue> coerce(const ObjectValue& value, AttributeType type) 
       return std::nullopt;
     case AttributeType::string:
       if (value.text()) return value;
-      if (const std::int64_t* integer = value.integer()) return ObjectValue(std::to_string(*integer));
-      if (const double* real = value.real()) return ObjectValue(formatString("%.17g", *real));
+      if (const std::int64_t* integer = value.integer()) {
+        return std::optional<ObjectValue>(std::in_place, std::to_string(*integer));
+      }
+      if (const double* real = value.real()) {
+        return std::optional<ObjectValue>(std::in_place, formatString("%.17g", *real));
+      }
       return std::nullopt;
     case AttributeType::binary:
       if (value.data()) return value;
