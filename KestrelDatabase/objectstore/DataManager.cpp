@@ -280,6 +280,16 @@ DataManager::Objects DataManager::fetch(Context& context, const char* entity,
   return context.execute(request).objects;  // a failure is logged and fetches nothing
 }
 
+std::optional<std::vector<std::vector<platform::ObjectValue>>> DataManager::fetchValues(
+    Context& context, const char* entity, std::vector<std::string> properties) const {
+  entityForName(entity);
+  platform::FetchRequest request(entity);
+  request.propertiesToFetch = std::move(properties);
+  platform::FetchResult result = context.execute(request);
+  if (result.error) return std::nullopt;
+  return std::move(result.rows);
+}
+
 std::shared_ptr<platform::ManagedObject> DataManager::first(Context& context, const char* entity,
                                                             platform::Predicate predicate) const {
   Objects found = fetch(context, entity, std::move(predicate), 1);
@@ -314,17 +324,14 @@ void DataManager::deleteAll(Context& context, const char* entity, std::optional<
 void DataManager::readIDs(const char* entity, IDSetCompletion completion) {
   onBackground(
       [entity, completion = std::move(completion)](DataManager& self, Context& background) {
-        self.entityForName(entity);
-        platform::FetchRequest request(entity);
-        request.propertiesToFetch = {"id"};
-        const platform::FetchResult result = background.execute(request);
+        const auto rows = self.fetchValues(background, entity, {"id"});
         if (!completion) return;
-        if (result.error) {
+        if (!rows) {
           completion(std::nullopt);
           return;
         }
         IDSet ids;
-        for (const auto& row : result.rows) {
+        for (const auto& row : *rows) {
           if (const std::int64_t* id = row[0].integer()) ids.insert(*id);
         }
         completion(std::move(ids));

@@ -161,17 +161,14 @@ std::future<std::vector<MOVote>> DataManager::getUnsuccessfulVotesWithCompletion
 void DataManager::getVotesForCache(VoteDictionaryCompletion completion) {
   onBackground(
       [completion = std::move(completion)](DataManager& self, Context& background) {
-        self.entityForName(MOVote::kEntityName);
-        platform::FetchRequest request(MOVote::kEntityName);
-        request.propertiesToFetch = {"eventId", "type", "vote"};
-        const platform::FetchResult result = background.execute(request);
+        const auto rows = self.fetchValues(background, MOVote::kEntityName, {"eventId", "type", "vote"});
         if (!completion) return;
-        if (result.error) {
+        if (!rows) {
           completion(std::nullopt);
           return;
         }
         VoteDictionary votes;
-        for (const auto& row : result.rows) {
+        for (const auto& row : *rows) {
           const std::string key = DuplicateVoteKey{row[0].integer() ? *row[0].integer() : 0,
                                                    row[1].text() ? *row[1].text() : ""}
                                       .cacheKey();

@@ -47,7 +47,7 @@ class Parser {
   ParsedFormat parse() {
     ParsedFormat result;
     if (tokenize()) {
-      auto root = disjunction(0);
+      auto root = compound(0, false);
       if (root && current().kind != Token::Kind::end) {
         fail("unexpected \"" + describe(current()) + "\"");
         root = nullptr;
@@ -103,8 +103,7 @@ class Parser {
   bool tokenize();
   bool readNumber(std::size_t& i, Token& token);
   bool readText(std::size_t& i, Token& token);
-  std::shared_ptr<const Node> disjunction(int depth);
-  std::shared_ptr<const Node> conjunction(int depth);
+  std::shared_ptr<const Node> compound(int depth, bool conjunction);
   std::shared_ptr<const Node> unary(int depth);
   std::shared_ptr<const Node> primary(int depth);
   std::shared_ptr<const Node> comparison();
@@ -221,31 +220,20 @@ bool Parser::tokenize() {
   }
 }
 
-std::shared_ptr<const Node> Parser::disjunction(int depth) {
-  auto first = conjunction(depth);
+// OR of ANDs: `conjunction` parses one AND group (of unary terms),
+// otherwise the OR of such groups.
+std::shared_ptr<const Node> Parser::compound(int depth, bool conjunction) {
+  const auto term = [&] { return conjunction ? unary(depth) : compound(depth, true); };
+  const char* keyword = conjunction ? "AND" : "OR";
+  const char* symbol = conjunction ? "&&" : "||";
+  auto first = term();
   if (!first) return nullptr;
   auto node = std::make_shared<Node>();
-  node->kind = PredicateNodeKind::disjunction;
+  node->kind = conjunction ? PredicateNodeKind::conjunction : PredicateNodeKind::disjunction;
   node->children.push_back(std::move(first));
-  while (isKeyword(current(), "OR") || isOperator(current(), "||")) {
+  while (isKeyword(current(), keyword) || isOperator(current(), symbol)) {
     advance();
-    auto next = conjunction(depth);
-    if (!next) return nullptr;
-    node->children.push_back(std::move(next));
-  }
-  if (node->children.size() == 1) return node->children.front();
-  return node;
-}
-
-std::shared_ptr<const Node> Parser::conjunction(int depth) {
-  auto first = unary(depth);
-  if (!first) return nullptr;
-  auto node = std::make_shared<Node>();
-  node->kind = PredicateNodeKind::conjunction;
-  node->children.push_back(std::move(first));
-  while (isKeyword(current(), "AND") || isOperator(current(), "&&")) {
-    advance();
-    auto next = unary(depth);
+    auto next = term();
     if (!next) return nullptr;
     node->children.push_back(std::move(next));
   }
@@ -270,7 +258,7 @@ std::shared_ptr<const Node> Parser::unary(int depth) {
 std::shared_ptr<const Node> Parser::primary(int depth) {
   if (current().kind == Token::Kind::open) {
     advance();
-    auto inner = disjunction(depth + 1);
+    auto inner = compound(depth + 1, false);
     if (!inner) return nullptr;
     if (current().kind != Token::Kind::close) return fail("missing \")\"");
     advance();
