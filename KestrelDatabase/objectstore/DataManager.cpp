@@ -37,7 +37,9 @@ const std::shared_ptr<DataManager>& DataManager::shared() {
 }
 
 std::shared_ptr<DataManager> DataManager::forHome(const std::filesystem::path& home) {
-  return create(Configuration{home, kFrameworkBundleIdentifier});
+  Configuration configuration;
+  configuration.home = home;
+  return create(std::move(configuration));
 }
 
 std::shared_ptr<const platform::ObjectModel> DataManager::loadModel(std::string_view bundleIdentifier) {
@@ -56,6 +58,11 @@ std::shared_ptr<DataManager> DataManager::create(Configuration configuration) {
   auto container =
       platform::PersistentContainer::create(kDataModelName, std::move(model), std::move(directory));
   container->setMigrationPolicy(VoteV2Mapping::kName, std::make_shared<VoteV2Mapping>());
+  if (!configuration.migrateAutomatically) {
+    platform::StoreDescription description;
+    description.setShouldMigrateStoreAutomatically(false);
+    container->setPersistentStoreDescriptions({description});
+  }
   return std::shared_ptr<DataManager>(new DataManager(std::move(configuration), std::move(container)));
 }
 

@@ -104,6 +104,10 @@ class DataManager : public std::enable_shared_from_this<DataManager> {
     std::optional<std::filesystem::path> home;
     /// Where the model is looked for (tests point it elsewhere).
     std::string bundleIdentifier = kFrameworkBundleIdentifier;
+    /// Off: a store of an older model version fails to load
+    /// (migrationRequired) instead of being migrated, for runs that must
+    /// change nothing (a tool's dry run).
+    bool migrateAutomatically = true;
   };
 
   /// The single instance, created on first use. Does not load the store.

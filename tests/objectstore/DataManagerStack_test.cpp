@@ -230,17 +230,17 @@ TEST_F(DataManagerStackTest, FuturesBecomeReadyWhenTheStoreCannotLoad) {
 }
 
 TEST_F(DataManagerStackTest, AMissingModelOrAnUnknownEntityStopsTheProcess) {
-  EXPECT_DEATH(DataManager::create({home_.path(), "com.example.no-such-bundle"}),
+  EXPECT_DEATH(DataManager::create({home_.path(), "com.example.no-such-bundle", true}),
                "CoreData error -> Unable to load persistent container\\.");
   platform::ResourceBundle::registerBundle("com.example.empty", {});
-  EXPECT_DEATH(DataManager::create({home_.path(), "com.example.empty"}),
+  EXPECT_DEATH(DataManager::create({home_.path(), "com.example.empty", true}),
                "CoreData error -> Unable to load persistent container\\.");
   static const std::string kBroken = "{\"name\": \"KestrelDatabaseModel\"}";
   platform::ResourceBundle::registerBundle(
       "com.example.broken",
       {{"KestrelDatabaseModel", "momd",
         {reinterpret_cast<const std::uint8_t*>(kBroken.data()), kBroken.size()}}});
-  EXPECT_DEATH(DataManager::create({home_.path(), "com.example.broken"}),
+  EXPECT_DEATH(DataManager::create({home_.path(), "com.example.broken", true}),
                "CoreData error -> Unable to load persistent container\\.");
 
   loaded();

@@ -200,6 +200,13 @@ TEST_F(DataManagerVotesTest, AFirstLayoutStoreIsMigratedThroughTheVotePolicy) {
   const platform::StoreInspection before = DataManager::inspectStore(home_.path());
   EXPECT_EQ(before.modelVersion, "KestrelDatabaseModel");
   EXPECT_TRUE(before.needsMigration());
+  DataManager::Configuration unchanged;
+  unchanged.home = home_.path();
+  unchanged.migrateAutomatically = false;
+  const auto error = DataManager::create(unchanged)->loadStore();
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->code, platform::StoreErrorCode::migrationRequired);
+  EXPECT_EQ(DataManager::inspectStore(home_.path()).modelVersion, "KestrelDatabaseModel");
 
   manager_->migrateData();
   ASSERT_TRUE(manager_->backgroundContext());

@@ -91,9 +91,11 @@ class StoreLoadTest : public ::testing::Test {
 };
 
 TEST_F(StoreLoadTest, ModelsComeFromBundlesAndBadOnesAreErrors) {
-  const std::string model = gardenModelJson();
+  // Registered bytes must outlive the bundle.
+  static const std::string model = gardenModelJson();
+  static const std::string broken = "{\"name\":";
   ResourceBundle::registerBundle("com.example.garden", {{"Garden", "momd", bytesOf(model)},
-                                                        {"Broken", "momd", bytesOf("{\"name\":")}});
+                                                        {"Broken", "momd", bytesOf(broken)}});
   const auto bundle = ResourceBundle::bundleWithIdentifier("com.example.garden");
   ASSERT_TRUE(bundle);
   EXPECT_FALSE(ResourceBundle::bundleWithIdentifier("com.example.nothing"));
