@@ -283,7 +283,7 @@ DataManager::Objects DataManager::fetch(Context& context, const char* entity,
   entityForName(entity);
   platform::FetchRequest request(entity);
   request.predicate = std::move(predicate);
-  request.fetchLimit = limit;
+  request.limit = limit;
   return context.execute(request).objects;  // a failure is logged and fetches nothing
 }
 
@@ -291,7 +291,7 @@ std::optional<std::vector<std::vector<platform::ObjectValue>>> DataManager::fetc
     Context& context, const char* entity, std::vector<std::string> properties) const {
   entityForName(entity);
   platform::FetchRequest request(entity);
-  request.propertiesToFetch = std::move(properties);
+  request.properties = std::move(properties);
   platform::FetchResult result = context.execute(request);
   if (result.error) return std::nullopt;
   return std::move(result.rows);

@@ -1,8 +1,8 @@
 # Script mode helper of kestrel_embed_resources(): writes OUTPUT, a C++
-# source holding the bytes of each file of SPECS ("file|name.extension",
+# source holding the bytes of each file of ENTRIES ("file|name.extension",
 # separated by ^) and the function FUNCTION that registers them as the
 # bundle IDENTIFIER.
-string(REPLACE "^" ";" specs "${SPECS}")
+string(REPLACE "^" ";" entries_list "${ENTRIES}")
 string(REGEX MATCH "^(.*)::([^:]+)$" qualified "${FUNCTION}")
 if(qualified)
   set(namespace ${CMAKE_MATCH_1})
@@ -15,8 +15,8 @@ endif()
 set(arrays "")
 set(entries "")
 set(index 0)
-foreach(spec ${specs})
-  string(REPLACE "|" ";" parts "${spec}")
+foreach(entry ${entries_list})
+  string(REPLACE "|" ";" parts "${entry}")
   list(GET parts 0 file)
   list(GET parts 1 resource)
   string(REGEX MATCH "^(.*)\\.([^.]+)$" matched "${resource}")

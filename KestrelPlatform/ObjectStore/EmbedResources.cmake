@@ -12,7 +12,7 @@ set(KESTREL_EMBED_SCRIPT ${CMAKE_CURRENT_LIST_DIR}/EmbedResourceFile.cmake CACHE
 
 function(kestrel_embed_resources target)
   cmake_parse_arguments(ARG "" "IDENTIFIER;FUNCTION" "RESOURCES" ${ARGN})
-  set(specs "")
+  set(entries_list "")
   set(inputs "")
   list(LENGTH ARG_RESOURCES count)
   math(EXPR last "${count} - 1")
@@ -22,15 +22,15 @@ function(kestrel_embed_resources target)
     list(GET ARG_RESOURCES ${j} resource)
     get_filename_component(file ${file} ABSOLUTE)
     list(APPEND inputs ${file})
-    list(APPEND specs "${file}|${resource}")
+    list(APPEND entries_list "${file}|${resource}")
   endforeach()
   string(MAKE_C_IDENTIFIER ${ARG_IDENTIFIER} stem)
   set(output ${CMAKE_CURRENT_BINARY_DIR}/generated/${stem}_resources.cpp)
-  string(REPLACE ";" "^" spec_arg "${specs}")
+  string(REPLACE ";" "^" entries_arg "${entries_list}")
   add_custom_command(
     OUTPUT ${output}
     COMMAND ${CMAKE_COMMAND} -DOUTPUT=${output} -DIDENTIFIER=${ARG_IDENTIFIER}
-            -DFUNCTION=${ARG_FUNCTION} "-DSPECS=${spec_arg}" -P ${KESTREL_EMBED_SCRIPT}
+            -DFUNCTION=${ARG_FUNCTION} "-DENTRIES=${entries_arg}" -P ${KESTREL_EMBED_SCRIPT}
     DEPENDS ${inputs} ${KESTREL_EMBED_SCRIPT}
     COMMENT "Embedding resource bundle ${ARG_IDENTIFIER}"
     VERBATIM)

@@ -21,8 +21,9 @@
 
 namespace kestrel::platform {
 
-struct SortDescriptor {
-  std::string key;
+/// One attribute of a sort order.
+struct SortKey {
+  std::string attribute;
   bool ascending = true;
 };
 
@@ -32,12 +33,12 @@ struct FetchRequest {
 
   std::string entityName;
   std::optional<Predicate> predicate;
-  std::vector<SortDescriptor> sortDescriptors;
+  std::vector<SortKey> sortBy;
   /// 0: no limit.
-  std::size_t fetchLimit = 0;
+  std::size_t limit = 0;
   /// Non-empty: FetchResult::rows holds these attributes' values, in this
   /// order, instead of objects.
-  std::vector<std::string> propertiesToFetch;
+  std::vector<std::string> properties;
 };
 
 struct FetchResult {

@@ -81,9 +81,9 @@ std::optional<StoreError> ObjectContext::fetchCandidates(
   SqliteStore::Query query;
   query.entity = entity.get();
   query.predicate = request.predicate ? &bound : nullptr;
-  for (const SortDescriptor& sort : request.sortDescriptors) {
-    const auto index = entity->attributeIndex(sort.key);
-    if (!index) return fetchError("The fetch sorts by an unknown attribute.", "key", sort.key);
+  for (const SortKey& sort : request.sortBy) {
+    const auto index = entity->attributeIndex(sort.attribute);
+    if (!index) return fetchError("The fetch sorts by an unknown attribute.", "key", sort.attribute);
     query.sort.emplace_back(*index, sort.ascending);
   }
 
@@ -91,7 +91,7 @@ std::optional<StoreError> ObjectContext::fetchCandidates(
   collectPending(*entity, storeIdentifier, pending);
   // With unsaved changes to lay over, the store's rows come whole and
   // unlimited: the changes may take their places in the order.
-  query.limit = pending.empty() ? request.fetchLimit : 0;
+  query.limit = pending.empty() ? request.limit : 0;
   query.columns = pending.empty() ? columns : nullptr;
   std::vector<SqliteStore::Row> rows;
   if (auto error = store->fetch(query, rows)) return error;
@@ -115,7 +115,7 @@ std::optional<StoreError> ObjectContext::fetchCandidates(
     }
     return a.primaryKey < b.primaryKey;
   });
-  if (request.fetchLimit > 0 && out.size() > request.fetchLimit) out.resize(request.fetchLimit);
+  if (request.limit > 0 && out.size() > request.limit) out.resize(request.limit);
   if (columns != nullptr) {
     for (Candidate& candidate : out) {
       std::vector<ObjectValue> projected;
@@ -153,9 +153,9 @@ FetchResult ObjectContext::execute(const FetchRequest& request) {
   std::vector<Candidate> candidates;
   std::vector<std::size_t> columns;
   std::optional<StoreError> error;
-  if (!request.propertiesToFetch.empty()) {
+  if (!request.properties.empty()) {
     entity = entityForName(request.entityName);
-    for (const std::string& property : request.propertiesToFetch) {
+    for (const std::string& property : request.properties) {
       const auto index = entity ? entity->attributeIndex(property) : std::nullopt;
       if (!index) {
         error = fetchError("The fetch asks for an unknown attribute.", "key", property);
@@ -165,7 +165,7 @@ FetchResult ObjectContext::execute(const FetchRequest& request) {
     }
   }
   if (!error) {
-    error = fetchCandidates(request, entity, store, request.propertiesToFetch.empty() ? nullptr : &columns,
+    error = fetchCandidates(request, entity, store, request.properties.empty() ? nullptr : &columns,
                             candidates);
   }
   if (error) {
@@ -174,7 +174,7 @@ FetchResult ObjectContext::execute(const FetchRequest& request) {
     result.error = std::move(error);
     return result;
   }
-  if (!request.propertiesToFetch.empty()) {
+  if (!request.properties.empty()) {
     result.rows.reserve(candidates.size());
     for (Candidate& candidate : candidates) result.rows.push_back(std::move(candidate.values));
     return result;

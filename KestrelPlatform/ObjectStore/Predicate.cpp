@@ -56,8 +56,8 @@ std::optional<ObjectValue> coerce(const ObjectValue& value, AttributeType type) 
       if (const std::int64_t* integer = value.integer()) return ObjectValue(*integer != 0);
       if (const double* real = value.real()) return ObjectValue(*real != 0);
       if (const std::string* text = value.text()) {
-        if (sameWord(*text, "true") || sameWord(*text, "yes") || *text == "1") return ObjectValue(true);
-        if (sameWord(*text, "false") || sameWord(*text, "no") || *text == "0") return ObjectValue(false);
+        if (sameWord(*text, "true") || *text == "1") return ObjectValue(true);
+        if (sameWord(*text, "false") || *text == "0") return ObjectValue(false);
       }
       return std::nullopt;
     case AttributeType::string:
@@ -256,7 +256,7 @@ std::string describeNode(const Predicate::Node& node, const std::vector<ObjectVa
     case PredicateNodeKind::negation:
       return "NOT " + describeNode(*node.children.front(), arguments);
     case PredicateNodeKind::constant:
-      return node.constant ? "TRUEPREDICATE" : "FALSEPREDICATE";
+      return node.constant ? "TRUE" : "FALSE";
   }
   return {};
 }
@@ -331,7 +331,7 @@ std::optional<std::string> Predicate::formatError() const {
 std::string Predicate::description() const {
   if (form_ == Form::format) {
     if (!error_.empty()) return "<malformed format>";
-    return node_ ? describeNode(*node_, arguments_) : "TRUEPREDICATE";
+    return node_ ? describeNode(*node_, arguments_) : "TRUE";
   }
   if (form_ == Form::negation) return "NOT " + subpredicates_.front().description();
   std::string text = "(";

@@ -4,17 +4,17 @@
 //   Predicate::withFormat("eventId = %@ AND type = %@", {"123", "fullTime"})
 //
 // The format language: comparisons `key op value` (or `value op key`) with
-// op one of = == != <> < <= =< > >= =>; AND/&&, OR/||, NOT/!, parentheses,
-// TRUEPREDICATE and FALSEPREDICATE. A value is %@, a number, a quoted text
-// ('..' or ".." with backslash escapes), TRUE/YES, FALSE/NO or NIL/NULL.
+// op one of = == != <> < <= =< > >= =>; AND/&&, OR/||, NOT/! and
+// parentheses. A value is %@, a number, a quoted text ('..' or ".." with
+// backslash escapes), TRUE, FALSE or NIL/NULL.
 // Keywords are case-insensitive. Values never become part of SQL text: a
 // predicate is compiled against an entity (bind()) into SQL with bound
 // parameters, and evaluated in memory on unsaved objects with the same
 // meaning.
 //
 // Compiling coerces each value to its attribute's type: the text "123" is
-// the integer 123 against an integer attribute; "true"/"false", "yes"/"no"
-// and "1"/"0" are booleans against a boolean attribute; numbers are their
+// the integer 123 against an integer attribute; "true"/"false" (in any
+// case) and "1"/"0" are booleans against a boolean attribute; numbers are their
 // decimal text against a text attribute. Comparisons are two-valued: an
 // attribute holding nil equals only nil, differs from every other value and
 // is neither less nor greater than anything.

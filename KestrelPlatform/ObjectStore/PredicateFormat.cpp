@@ -264,12 +264,6 @@ std::shared_ptr<const Node> Parser::primary(int depth) {
     advance();
     return inner;
   }
-  if (isKeyword(current(), "TRUEPREDICATE") || isKeyword(current(), "FALSEPREDICATE")) {
-    auto node = std::make_shared<Node>();
-    node->constant = isKeyword(current(), "TRUEPREDICATE");
-    advance();
-    return node;
-  }
   return comparison();
 }
 
@@ -285,9 +279,9 @@ bool Parser::value(const Token& token, Node& node) {
       node.literal = token.spelling;
       return true;
     case Token::Kind::word:
-      if (isKeyword(token, "TRUE") || isKeyword(token, "YES")) {
+      if (isKeyword(token, "TRUE")) {
         node.literal = true;
-      } else if (isKeyword(token, "FALSE") || isKeyword(token, "NO")) {
+      } else if (isKeyword(token, "FALSE")) {
         node.literal = false;
       } else if (isKeyword(token, "NIL") || isKeyword(token, "NULL")) {
         node.literal = ObjectValue::null();
@@ -313,8 +307,7 @@ std::optional<Operator> Parser::comparisonOperator(const Token& token) const {
 }
 
 std::shared_ptr<const Node> Parser::comparison() {
-  static const char* kReserved[] = {"AND",  "OR", "NOT", "TRUE", "FALSE", "YES", "NO",
-                                    "NIL", "NULL", "TRUEPREDICATE", "FALSEPREDICATE"};
+  static const char* kReserved[] = {"AND", "OR", "NOT", "TRUE", "FALSE", "NIL", "NULL"};
   const auto isKey = [&](const Token& token) {
     if (token.kind != Token::Kind::word) return false;
     for (const char* word : kReserved) {

@@ -59,8 +59,8 @@ class KillingVoteMapping : public VoteV2Mapping {
 // and reports each event ID once its save has finished.
 // "migrate <fd> <home> <killAfter>": reports 0, then loads (and so
 // migrates) the store, killed after `killAfter` migrated votes (0: never).
-int runChild(const std::string& spec) {
-  std::istringstream in(spec);
+int runChild(const std::string& task) {
+  std::istringstream in(task);
   std::string mode;
   int fd = -1;
   std::string home;
@@ -90,7 +90,7 @@ int runChild(const std::string& spec) {
 }
 
 [[maybe_unused]] const bool kIsChild = [] {
-  if (const char* spec = std::getenv(kChildVariable)) std::_Exit(runChild(spec));
+  if (const char* task = std::getenv(kChildVariable)) std::_Exit(runChild(task));
   return false;
 }();
 
@@ -103,9 +103,9 @@ class Child {
     if (::pipe(fds) != 0) return;
     ::fcntl(fds[0], F_SETFD, FD_CLOEXEC);
     readFd_ = fds[0];
-    std::ostringstream spec;
-    spec << kChildVariable << "=" << mode << " " << fds[1] << " " << home.string() << " " << number;
-    const std::string variable = spec.str();
+    std::ostringstream task;
+    task << kChildVariable << "=" << mode << " " << fds[1] << " " << home.string() << " " << number;
+    const std::string variable = task.str();
     std::vector<char*> environment;
     for (char** entry = environ; *entry != nullptr; ++entry) environment.push_back(*entry);
     environment.push_back(const_cast<char*>(variable.c_str()));

@@ -153,9 +153,9 @@ TEST_F(ObjectContextTest, SortAndLimitCoverStoredRowsAndUnsavedChangesAlike) {
 
   child->performAndWait([&] {
     FetchRequest request("Plant");
-    request.sortDescriptors = {{"rank", true}};
-    request.fetchLimit = 4;
-    request.propertiesToFetch = {"name", "rank"};
+    request.sortBy = {{"rank", true}};
+    request.limit = 4;
+    request.properties = {"name", "rank"};
     const FetchResult result = child->execute(request);
     ASSERT_FALSE(result.error);
     std::vector<std::string> order;
@@ -163,9 +163,9 @@ TEST_F(ObjectContextTest, SortAndLimitCoverStoredRowsAndUnsavedChangesAlike) {
     EXPECT_EQ(order, (std::vector<std::string>{"d", "b", "a", "e"}));
     EXPECT_EQ(result.rows[1][1], ObjectValue(0));
 
-    request.sortDescriptors = {{"name", false}};
-    request.fetchLimit = 2;
-    request.propertiesToFetch.clear();
+    request.sortBy = {{"name", false}};
+    request.limit = 2;
+    request.properties.clear();
     const FetchResult descending = child->execute(request);
     ASSERT_EQ(descending.objects.size(), 2u);
     EXPECT_EQ(descending.objects[0]->stringValue("name"), "e");
