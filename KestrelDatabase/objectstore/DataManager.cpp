@@ -287,7 +287,7 @@ DataManager::Objects DataManager::fetch(Context& context, const char* entity,
   return context.execute(request).objects;  // a failure is logged and fetches nothing
 }
 
-std::optional<std::vector<std::vector<platform::ObjectValue>>> DataManager::fetchValues(
+std::optional<platform::ValueRows> DataManager::fetchValues(
     Context& context, const char* entity, std::vector<std::string> properties) const {
   entityForName(entity);
   platform::FetchRequest request(entity);

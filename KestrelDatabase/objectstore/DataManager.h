@@ -374,7 +374,7 @@ class DataManager : public std::enable_shared_from_this<DataManager> {
                 std::optional<platform::Predicate> predicate = std::nullopt,
                 std::size_t limit = 0) const;
   // The values of the properties of every record; nothing when the fetch failed.
-  std::optional<std::vector<std::vector<platform::ObjectValue>>> fetchValues(
+  std::optional<platform::ValueRows> fetchValues(
       Context& context, const char* entity, std::vector<std::string> properties) const;
   std::shared_ptr<platform::ManagedObject> first(Context& context, const char* entity,
                                                  platform::Predicate predicate) const;

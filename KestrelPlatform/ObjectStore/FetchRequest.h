@@ -12,6 +12,7 @@
 #include <KestrelPlatform/ObjectStore/ManagedObject.h>
 #include <KestrelPlatform/ObjectStore/Predicate.h>
 #include <KestrelPlatform/ObjectStore/StoreError.h>
+#include <KestrelPlatform/ObjectStore/ValueRows.h>
 
 #include <cstddef>
 #include <memory>
@@ -37,13 +38,13 @@ struct FetchRequest {
   /// 0: no limit.
   std::size_t limit = 0;
   /// Non-empty: FetchResult::rows holds these attributes' values, in this
-  /// order, instead of objects.
+  /// order (and the records' keys), instead of objects.
   std::vector<std::string> properties;
 };
 
 struct FetchResult {
   std::vector<std::shared_ptr<ManagedObject>> objects;
-  std::vector<std::vector<ObjectValue>> rows;
+  ValueRows rows;
   /// Set when the fetch failed (and then nothing was fetched).
   std::optional<StoreError> error;
 };

@@ -115,17 +115,12 @@ class ObjectContext : public std::enable_shared_from_this<ObjectContext> {
   std::vector<std::shared_ptr<ManagedObject>> relatedObjects(const ManagedObject& owner,
                                                              const RelationshipDescription& relationship);
 
-  // Fetches the matching records as (key, values) pairs; `columns` null
-  // gives every attribute, otherwise just those.
-  struct Candidate {
-    std::int64_t primaryKey;
-    std::vector<ObjectValue> values;
-  };
-  std::optional<StoreError> fetchCandidates(const FetchRequest& request,
-                                            std::shared_ptr<const EntityDescription>& entity,
-                                            std::uint64_t& store,
-                                            const std::vector<std::size_t>* columns,
-                                            std::vector<Candidate>& out);
+  // Fetches the matching records' keys and values: `columns` null gives
+  // every attribute, otherwise just those.
+  std::optional<StoreError> fetchRows(const FetchRequest& request,
+                                      std::shared_ptr<const EntityDescription>& entity,
+                                      std::uint64_t& store, const std::vector<std::size_t>* columns,
+                                      ValueRows& out);
   void collectPending(const EntityDescription& entity, std::uint64_t store, PendingMap& out) const;
   std::shared_ptr<ManagedObject> materialize(const std::shared_ptr<const EntityDescription>& entity,
                                              const ObjectID& id, std::vector<ObjectValue> values);

@@ -61,10 +61,11 @@ void ObjectContext::collectPending(const EntityDescription& entity, std::uint64_
   }
 }
 
-std::optional<StoreError> ObjectContext::fetchCandidates(
-    const FetchRequest& request, std::shared_ptr<const EntityDescription>& entity,
-    std::uint64_t& storeIdentifier, const std::vector<std::size_t>* columns,
-    std::vector<Candidate>& out) {
+std::optional<StoreError> ObjectContext::fetchRows(const FetchRequest& request,
+                                                  std::shared_ptr<const EntityDescription>& entity,
+                                                  std::uint64_t& storeIdentifier,
+                                                  const std::vector<std::size_t>* columns,
+                                                  ValueRows& out) {
   const auto coordinator = persistentStoreCoordinator();
   const auto store = coordinator ? coordinator->store() : nullptr;
   if (!store) return StoreError{StoreErrorCode::noStore, "No persistent store is loaded.", {}};
@@ -89,40 +90,46 @@ std::optional<StoreError> ObjectContext::fetchCandidates(
 
   PendingMap pending;
   collectPending(*entity, storeIdentifier, pending);
+  if (pending.empty()) {
+    query.limit = request.limit;
+    query.columns = columns;
+    return store->fetch(query, out);
+  }
+
   // With unsaved changes to lay over, the store's rows come whole and
   // unlimited: the changes may take their places in the order.
-  query.limit = pending.empty() ? request.limit : 0;
-  query.columns = pending.empty() ? columns : nullptr;
-  std::vector<SqliteStore::Row> rows;
-  if (auto error = store->fetch(query, rows)) return error;
-
-  out.reserve(rows.size());
-  for (auto& row : rows) {
-    if (!pending.empty() && pending.count({storeIdentifier, entity->index(), row.primaryKey})) continue;
-    out.push_back(Candidate{row.primaryKey, std::move(row.values)});
+  ValueRows stored;
+  if (auto error = store->fetch(query, stored)) return error;
+  struct Candidate {
+    std::int64_t key;
+    const ObjectValue* values;  // every attribute, in `stored` or in `pending`
+  };
+  std::vector<Candidate> candidates;
+  candidates.reserve(stored.size() + pending.size());
+  for (std::size_t row = 0; row < stored.size(); ++row) {
+    if (pending.count({storeIdentifier, entity->index(), stored.key(row)})) continue;
+    candidates.push_back({stored.key(row), stored[row].data()});
   }
-  if (pending.empty()) return std::nullopt;
-
-  for (auto& [id, change] : pending) {
+  for (const auto& [id, change] : pending) {
     if (change.state == ManagedObject::State::deleted) continue;
     if (request.predicate && !bound.evaluate(change.values)) continue;
-    out.push_back(Candidate{id.primaryKey, std::move(change.values)});
+    candidates.push_back({id.primaryKey, change.values.data()});
   }
-  std::sort(out.begin(), out.end(), [&](const Candidate& a, const Candidate& b) {
+  std::sort(candidates.begin(), candidates.end(), [&](const Candidate& a, const Candidate& b) {
     for (const auto& [attribute, ascending] : query.sort) {
       const int order = orderValues(a.values[attribute], b.values[attribute]);
       if (order != 0) return ascending ? order < 0 : order > 0;
     }
-    return a.primaryKey < b.primaryKey;
+    return a.key < b.key;
   });
-  if (request.limit > 0 && out.size() > request.limit) out.resize(request.limit);
-  if (columns != nullptr) {
-    for (Candidate& candidate : out) {
-      std::vector<ObjectValue> projected;
-      projected.reserve(columns->size());
-      for (std::size_t column : *columns) projected.push_back(std::move(candidate.values[column]));
-      candidate.values = std::move(projected);
-    }
+  if (request.limit > 0 && candidates.size() > request.limit) candidates.resize(request.limit);
+
+  const std::size_t width = columns ? columns->size() : entity->attributes().size();
+  out = ValueRows(width);
+  out.reserve(candidates.size());
+  for (const Candidate& candidate : candidates) {
+    out.appendKey(candidate.key);
+    for (std::size_t i = 0; i < width; ++i) out.appendValue(candidate.values[columns ? (*columns)[i] : i]);
   }
   return std::nullopt;
 }
@@ -150,7 +157,6 @@ FetchResult ObjectContext::execute(const FetchRequest& request) {
   FetchResult result;
   std::shared_ptr<const EntityDescription> entity;
   std::uint64_t store = 0;
-  std::vector<Candidate> candidates;
   std::vector<std::size_t> columns;
   std::optional<StoreError> error;
   if (!request.properties.empty()) {
@@ -164,9 +170,9 @@ FetchResult ObjectContext::execute(const FetchRequest& request) {
       columns.push_back(*index);
     }
   }
+  ValueRows rows;
   if (!error) {
-    error = fetchCandidates(request, entity, store, request.properties.empty() ? nullptr : &columns,
-                            candidates);
+    error = fetchRows(request, entity, store, request.properties.empty() ? nullptr : &columns, rows);
   }
   if (error) {
     log("Object store fetch of %s failed: %s", request.entityName.c_str(),
@@ -175,14 +181,15 @@ FetchResult ObjectContext::execute(const FetchRequest& request) {
     return result;
   }
   if (!request.properties.empty()) {
-    result.rows.reserve(candidates.size());
-    for (Candidate& candidate : candidates) result.rows.push_back(std::move(candidate.values));
+    result.rows = std::move(rows);
     return result;
   }
-  result.objects.reserve(candidates.size());
-  for (Candidate& candidate : candidates) {
-    result.objects.push_back(materialize(entity, {store, entity->index(), candidate.primaryKey},
-                                         std::move(candidate.values)));
+  result.objects.reserve(rows.size());
+  for (std::size_t row = 0; row < rows.size(); ++row) {
+    const auto values = rows[row];
+    result.objects.push_back(materialize(entity, {store, entity->index(), rows.key(row)},
+                                         std::vector<ObjectValue>(std::make_move_iterator(values.begin()),
+                                                                  std::make_move_iterator(values.end()))));
   }
   return result;
 }
@@ -190,14 +197,14 @@ FetchResult ObjectContext::execute(const FetchRequest& request) {
 std::optional<std::size_t> ObjectContext::count(const FetchRequest& request) {
   std::shared_ptr<const EntityDescription> entity;
   std::uint64_t store = 0;
-  std::vector<Candidate> candidates;
+  ValueRows keys;
   const std::vector<std::size_t> keysOnly;
-  if (auto error = fetchCandidates(request, entity, store, &keysOnly, candidates)) {
+  if (auto error = fetchRows(request, entity, store, &keysOnly, keys)) {
     log("Object store count of %s failed: %s", request.entityName.c_str(),
         error->fullDescription().c_str());
     return std::nullopt;
   }
-  return candidates.size();
+  return keys.size();
 }
 
 }  // namespace kestrel::platform

@@ -158,7 +158,7 @@ StoreError SqliteStore::removedError() const {
                     {{"path", location_.string()}}};
 }
 
-std::optional<StoreError> SqliteStore::fetch(const Query& query, std::vector<Row>& rows) {
+std::optional<StoreError> SqliteStore::fetch(const Query& query, ValueRows& rows) {
   const EntityDescription& entity = *query.entity;
   const auto& attributes = entity.attributes();
   std::string sql;
@@ -188,14 +188,13 @@ std::optional<StoreError> SqliteStore::fetch(const Query& query, std::vector<Row
   if (statement == nullptr) return error;
   connection_->bind(statement, parameters);
   const std::size_t count = query.columns ? query.columns->size() : attributes.size();
+  rows = ValueRows(count);
   int rc;
   while ((rc = sqlite3_step(statement)) == SQLITE_ROW) {
-    Row& row = rows.emplace_back();
-    row.primaryKey = sqlite3_column_int64(statement, 0);
-    row.values.reserve(count);
+    rows.appendKey(sqlite3_column_int64(statement, 0));
     for (std::size_t i = 0; i < count; ++i) {
       const std::size_t attribute = query.columns ? (*query.columns)[i] : i;
-      row.values.push_back(
+      rows.appendValue(
           SqliteConnection::column(statement, static_cast<int>(i + 1), attributes[attribute].type));
     }
   }

@@ -22,6 +22,7 @@
 #include <KestrelPlatform/ObjectStore/ObjectModel.h>
 #include <KestrelPlatform/ObjectStore/Predicate.h>
 #include <KestrelPlatform/ObjectStore/StoreDescription.h>
+#include <KestrelPlatform/ObjectStore/ValueRows.h>
 
 #include <atomic>
 #include <cstdint>
@@ -55,10 +56,6 @@ struct StoreChanges {
 
 class SqliteStore {
  public:
-  struct Row {
-    std::int64_t primaryKey = 0;
-    std::vector<ObjectValue> values;  // every attribute, or the requested columns
-  };
   struct Query {
     const EntityDescription* entity = nullptr;
     const Predicate::Bound* predicate = nullptr;        // nullptr: every row
@@ -91,8 +88,9 @@ class SqliteStore {
   /// A primary key no object of the entity has had in this store.
   std::int64_t allocatePrimaryKey(const EntityDescription& entity);
 
-  /// Reads the rows the query selects, ordered by the sort, then by key.
-  std::optional<StoreError> fetch(const Query& query, std::vector<Row>& rows);
+  /// Reads the rows the query selects, ordered by the sort, then by key:
+  /// every attribute, or the requested columns (`rows` gets that width).
+  std::optional<StoreError> fetch(const Query& query, ValueRows& rows);
   /// Writes the changes in one transaction; on failure nothing is written.
   std::optional<StoreError> save(const StoreChanges& changes);
 
