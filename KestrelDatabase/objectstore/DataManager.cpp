@@ -287,14 +287,12 @@ DataManager::Objects DataManager::fetch(Context& context, const char* entity,
   return context.execute(request).objects;  // a failure is logged and fetches nothing
 }
 
-std::optional<platform::ValueRows> DataManager::fetchValues(
-    Context& context, const char* entity, std::vector<std::string> properties) const {
+bool DataManager::enumerate(Context& context, const char* entity, std::vector<std::string> properties,
+                            Context::RowVisitor visit) const {
   entityForName(entity);
   platform::FetchRequest request(entity);
   request.properties = std::move(properties);
-  platform::FetchResult result = context.execute(request);
-  if (result.error) return std::nullopt;
-  return std::move(result.rows);
+  return !context.enumerate(request, visit);  // a failure is logged
 }
 
 std::shared_ptr<platform::ManagedObject> DataManager::first(Context& context, const char* entity,
@@ -331,17 +329,13 @@ void DataManager::deleteAll(Context& context, const char* entity, std::optional<
 void DataManager::readIDs(const char* entity, IDSetCompletion completion) {
   onBackground(
       [entity, completion = std::move(completion)](DataManager& self, Context& background) {
-        const auto rows = self.fetchValues(background, entity, {"id"});
-        if (!completion) return;
-        if (!rows) {
-          completion(std::nullopt);
-          return;
-        }
         IDSet ids;
-        for (const auto& row : *rows) {
-          if (const std::int64_t* id = row[0].integer()) ids.insert(*id);
-        }
-        completion(std::move(ids));
+        const bool read = self.enumerate(background, entity, {"id"},
+                                         [&](std::int64_t, std::span<platform::ObjectValue> values) {
+                                           if (const std::int64_t* id = values[0].integer()) ids.insert(*id);
+                                         });
+        if (!completion) return;
+        completion(read ? std::optional<IDSet>(std::move(ids)) : std::nullopt);
       },
       /*queued=*/true);
 }

@@ -373,9 +373,9 @@ class DataManager : public std::enable_shared_from_this<DataManager> {
   Objects fetch(Context& context, const char* entity,
                 std::optional<platform::Predicate> predicate = std::nullopt,
                 std::size_t limit = 0) const;
-  // The values of the properties of every record; nothing when the fetch failed.
-  std::optional<platform::ValueRows> fetchValues(
-      Context& context, const char* entity, std::vector<std::string> properties) const;
+  // Streams the properties' values of every record; false when the fetch failed.
+  bool enumerate(Context& context, const char* entity, std::vector<std::string> properties,
+                 Context::RowVisitor visit) const;
   std::shared_ptr<platform::ManagedObject> first(Context& context, const char* entity,
                                                  platform::Predicate predicate) const;
   std::shared_ptr<platform::ManagedObject> insert(Context& context, const char* entity) const;

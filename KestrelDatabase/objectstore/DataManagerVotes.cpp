@@ -161,22 +161,24 @@ std::future<std::vector<MOVote>> DataManager::getUnsuccessfulVotesWithCompletion
 void DataManager::getVotesForCache(VoteDictionaryCompletion completion) {
   onBackground(
       [completion = std::move(completion)](DataManager& self, Context& background) {
-        const auto rows = self.fetchValues(background, MOVote::kEntityName, {"eventId", "type", "vote"});
+        VoteDictionary votes;
+        const bool read = self.enumerate(
+            background, MOVote::kEntityName, {"eventId", "type", "vote"},
+            [&](std::int64_t, std::span<platform::ObjectValue> row) {
+              // The cache key, "<eventId>-<type>" (DuplicateVoteKey::cacheKey()).
+              std::string key = std::to_string(row[0].integer() ? *row[0].integer() : 0);
+              key += '-';
+              if (const std::string* type = row[1].text()) key += *type;
+              if (const std::string* vote = row[2].text()) {
+                votes.insert_or_assign(std::move(key), *vote);  // a later record wins
+              } else {
+                votes.erase(key);
+              }
+            });
         if (!completion) return;
-        if (!rows) {
+        if (!read) {
           completion(std::nullopt);
           return;
-        }
-        VoteDictionary votes;
-        for (const auto& row : *rows) {
-          const std::string key = DuplicateVoteKey{row[0].integer() ? *row[0].integer() : 0,
-                                                   row[1].text() ? *row[1].text() : ""}
-                                      .cacheKey();
-          if (const std::string* vote = row[2].text()) {
-            votes[key] = *vote;  // a later record wins
-          } else {
-            votes.erase(key);
-          }
         }
         completion(std::move(votes));
       },

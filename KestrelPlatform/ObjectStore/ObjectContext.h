@@ -37,6 +37,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <span>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
@@ -82,6 +83,14 @@ class ObjectContext : public std::enable_shared_from_this<ObjectContext> {
                                                  std::optional<StoreError>* error = nullptr);
   /// Fetches what the request asks for.
   FetchResult execute(const FetchRequest& request);
+  /// Receives one record: its key and values (which it may move away).
+  using RowVisitor = FunctionRef<void(std::int64_t key, std::span<ObjectValue> values)>;
+  /// Streams what the request selects without making objects or keeping
+  /// rows: `visit` gets each record's key and the values of the request's
+  /// properties (every attribute when it names none), in fetch order. It
+  /// runs while the store is being read: it must not fetch or save. A
+  /// failure is logged and returned.
+  std::optional<StoreError> enumerate(const FetchRequest& request, RowVisitor visit);
   /// How many objects the request would fetch; std::nullopt on failure.
   std::optional<std::size_t> count(const FetchRequest& request);
   /// Marks the object deleted (with the delete rules of its relationships);
@@ -115,12 +124,13 @@ class ObjectContext : public std::enable_shared_from_this<ObjectContext> {
   std::vector<std::shared_ptr<ManagedObject>> relatedObjects(const ManagedObject& owner,
                                                              const RelationshipDescription& relationship);
 
-  // Fetches the matching records' keys and values: `columns` null gives
-  // every attribute, otherwise just those.
-  std::optional<StoreError> fetchRows(const FetchRequest& request,
+  // Visits the matching records' keys and values (`columns` null: every
+  // attribute, otherwise just those), then sets the entity and store.
+  std::optional<StoreError> visitRows(const FetchRequest& request, const std::vector<std::size_t>* columns,
                                       std::shared_ptr<const EntityDescription>& entity,
-                                      std::uint64_t& store, const std::vector<std::size_t>* columns,
-                                      ValueRows& out);
+                                      std::uint64_t& store, RowVisitor visit);
+  // The attribute positions of the request's properties.
+  std::optional<StoreError> columnsOf(const FetchRequest& request, std::vector<std::size_t>& columns) const;
   void collectPending(const EntityDescription& entity, std::uint64_t store, PendingMap& out) const;
   std::shared_ptr<ManagedObject> materialize(const std::shared_ptr<const EntityDescription>& entity,
                                              const ObjectID& id, std::vector<ObjectValue> values);

@@ -7,6 +7,8 @@
 #include <KestrelPlatform/ObjectStore/StoreCoordinator.h>
 
 #include <algorithm>
+#include <iterator>
+#include <tuple>
 
 namespace kestrel::platform {
 namespace {
@@ -61,11 +63,10 @@ void ObjectContext::collectPending(const EntityDescription& entity, std::uint64_
   }
 }
 
-std::optional<StoreError> ObjectContext::fetchRows(const FetchRequest& request,
-                                                  std::shared_ptr<const EntityDescription>& entity,
-                                                  std::uint64_t& storeIdentifier,
+std::optional<StoreError> ObjectContext::visitRows(const FetchRequest& request,
                                                   const std::vector<std::size_t>* columns,
-                                                  ValueRows& out) {
+                                                  std::shared_ptr<const EntityDescription>& entity,
+                                                  std::uint64_t& storeIdentifier, RowVisitor visit) {
   const auto coordinator = persistentStoreCoordinator();
   const auto store = coordinator ? coordinator->store() : nullptr;
   if (!store) return StoreError{StoreErrorCode::noStore, "No persistent store is loaded.", {}};
@@ -93,7 +94,7 @@ std::optional<StoreError> ObjectContext::fetchRows(const FetchRequest& request,
   if (pending.empty()) {
     query.limit = request.limit;
     query.columns = columns;
-    return store->fetch(query, out);
+    return store->fetch(query, visit);
   }
 
   // With unsaved changes to lay over, the store's rows come whole and
@@ -124,12 +125,10 @@ std::optional<StoreError> ObjectContext::fetchRows(const FetchRequest& request,
   });
   if (request.limit > 0 && candidates.size() > request.limit) candidates.resize(request.limit);
 
-  const std::size_t width = columns ? columns->size() : entity->attributes().size();
-  out = ValueRows(width);
-  out.reserve(candidates.size());
+  std::vector<ObjectValue> row(columns ? columns->size() : entity->attributes().size());
   for (const Candidate& candidate : candidates) {
-    out.appendKey(candidate.key);
-    for (std::size_t i = 0; i < width; ++i) out.appendValue(candidate.values[columns ? (*columns)[i] : i]);
+    for (std::size_t i = 0; i < row.size(); ++i) row[i] = candidate.values[columns ? (*columns)[i] : i];
+    visit(candidate.key, row);
   }
   return std::nullopt;
 }
@@ -153,58 +152,77 @@ std::shared_ptr<ManagedObject> ObjectContext::materialize(
   return object;
 }
 
+std::optional<StoreError> ObjectContext::columnsOf(const FetchRequest& request,
+                                                  std::vector<std::size_t>& columns) const {
+  const auto entity = entityForName(request.entityName);
+  for (const std::string& property : request.properties) {
+    const auto index = entity ? entity->attributeIndex(property) : std::nullopt;
+    if (!index) return fetchError("The fetch asks for an unknown attribute.", "key", property);
+    columns.push_back(*index);
+  }
+  return std::nullopt;
+}
+
 FetchResult ObjectContext::execute(const FetchRequest& request) {
   FetchResult result;
+  std::vector<std::size_t> columns;
   std::shared_ptr<const EntityDescription> entity;
   std::uint64_t store = 0;
-  std::vector<std::size_t> columns;
-  std::optional<StoreError> error;
-  if (!request.properties.empty()) {
-    entity = entityForName(request.entityName);
-    for (const std::string& property : request.properties) {
-      const auto index = entity ? entity->attributeIndex(property) : std::nullopt;
-      if (!index) {
-        error = fetchError("The fetch asks for an unknown attribute.", "key", property);
-        break;
+  if (request.properties.empty()) {
+    // The objects are made as the rows come (the store's lock is not the context's).
+    std::vector<std::tuple<std::int64_t, std::vector<ObjectValue>>> found;
+    result.error = visitRows(request, nullptr, entity, store, [&](std::int64_t key, std::span<ObjectValue> values) {
+      found.emplace_back(key, std::vector<ObjectValue>(std::make_move_iterator(values.begin()),
+                                                       std::make_move_iterator(values.end())));
+    });
+    if (!result.error) {
+      result.objects.reserve(found.size());
+      for (auto& [key, values] : found) {
+        result.objects.push_back(materialize(entity, {store, entity->index(), key}, std::move(values)));
       }
-      columns.push_back(*index);
+    }
+  } else {
+    result.error = columnsOf(request, columns);
+    if (!result.error) {
+      result.rows = ValueRows(columns.size());
+      result.error = visitRows(request, &columns, entity, store, [&](std::int64_t key, std::span<ObjectValue> values) {
+        result.rows.appendKey(key);
+        for (ObjectValue& value : values) result.rows.appendValue(std::move(value));
+      });
     }
   }
-  ValueRows rows;
-  if (!error) {
-    error = fetchRows(request, entity, store, request.properties.empty() ? nullptr : &columns, rows);
-  }
-  if (error) {
+  if (result.error) {
     log("Object store fetch of %s failed: %s", request.entityName.c_str(),
-        error->fullDescription().c_str());
-    result.error = std::move(error);
-    return result;
-  }
-  if (!request.properties.empty()) {
-    result.rows = std::move(rows);
-    return result;
-  }
-  result.objects.reserve(rows.size());
-  for (std::size_t row = 0; row < rows.size(); ++row) {
-    const auto values = rows[row];
-    result.objects.push_back(materialize(entity, {store, entity->index(), rows.key(row)},
-                                         std::vector<ObjectValue>(std::make_move_iterator(values.begin()),
-                                                                  std::make_move_iterator(values.end()))));
+        result.error->fullDescription().c_str());
+    result.objects.clear();
+    result.rows = ValueRows();
   }
   return result;
+}
+
+std::optional<StoreError> ObjectContext::enumerate(const FetchRequest& request, RowVisitor visit) {
+  std::vector<std::size_t> columns;
+  std::shared_ptr<const EntityDescription> entity;
+  std::uint64_t store = 0;
+  auto error = columnsOf(request, columns);
+  if (!error) error = visitRows(request, request.properties.empty() ? nullptr : &columns, entity, store, visit);
+  if (error) {
+    log("Object store fetch of %s failed: %s", request.entityName.c_str(), error->fullDescription().c_str());
+  }
+  return error;
 }
 
 std::optional<std::size_t> ObjectContext::count(const FetchRequest& request) {
   std::shared_ptr<const EntityDescription> entity;
   std::uint64_t store = 0;
-  ValueRows keys;
+  std::size_t count = 0;
   const std::vector<std::size_t> keysOnly;
-  if (auto error = fetchRows(request, entity, store, &keysOnly, keys)) {
+  if (auto error = visitRows(request, &keysOnly, entity, store, [&](std::int64_t, std::span<ObjectValue>) { ++count; })) {
     log("Object store count of %s failed: %s", request.entityName.c_str(),
         error->fullDescription().c_str());
     return std::nullopt;
   }
-  return keys.size();
+  return count;
 }
 
 }  // namespace kestrel::platform

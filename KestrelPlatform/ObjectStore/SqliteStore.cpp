@@ -159,6 +159,14 @@ StoreError SqliteStore::removedError() const {
 }
 
 std::optional<StoreError> SqliteStore::fetch(const Query& query, ValueRows& rows) {
+  rows = ValueRows(query.columns ? query.columns->size() : query.entity->attributes().size());
+  return fetch(query, [&](std::int64_t key, std::span<ObjectValue> values) {
+    rows.appendKey(key);
+    for (ObjectValue& value : values) rows.appendValue(std::move(value));
+  });
+}
+
+std::optional<StoreError> SqliteStore::fetch(const Query& query, RowVisitor visit) {
   const EntityDescription& entity = *query.entity;
   const auto& attributes = entity.attributes();
   std::string sql;
@@ -187,16 +195,14 @@ std::optional<StoreError> SqliteStore::fetch(const Query& query, ValueRows& rows
   sqlite3_stmt* statement = connection_->statement(sql, error);
   if (statement == nullptr) return error;
   connection_->bind(statement, parameters);
-  const std::size_t count = query.columns ? query.columns->size() : attributes.size();
-  rows = ValueRows(count);
+  std::vector<ObjectValue> row(query.columns ? query.columns->size() : attributes.size());
   int rc;
   while ((rc = sqlite3_step(statement)) == SQLITE_ROW) {
-    rows.appendKey(sqlite3_column_int64(statement, 0));
-    for (std::size_t i = 0; i < count; ++i) {
+    for (std::size_t i = 0; i < row.size(); ++i) {
       const std::size_t attribute = query.columns ? (*query.columns)[i] : i;
-      rows.appendValue(
-          SqliteConnection::column(statement, static_cast<int>(i + 1), attributes[attribute].type));
+      row[i] = SqliteConnection::column(statement, static_cast<int>(i + 1), attributes[attribute].type);
     }
+    visit(sqlite3_column_int64(statement, 0), row);
   }
   if (rc != SQLITE_DONE) error = connection_->lastError("A fetch from the store failed.", sql);
   sqlite3_reset(statement);

@@ -18,6 +18,7 @@
 // operations); owns its connection. close() makes every later call fail.
 #pragma once
 
+#include <KestrelPlatform/FunctionRef.h>
 #include <KestrelPlatform/ObjectStore/EntityMigrationPolicy.h>
 #include <KestrelPlatform/ObjectStore/ObjectModel.h>
 #include <KestrelPlatform/ObjectStore/Predicate.h>
@@ -88,8 +89,14 @@ class SqliteStore {
   /// A primary key no object of the entity has had in this store.
   std::int64_t allocatePrimaryKey(const EntityDescription& entity);
 
+  /// Receives one row: its key and its values (which it may move away).
+  using RowVisitor = FunctionRef<void(std::int64_t key, std::span<ObjectValue> values)>;
+
   /// Reads the rows the query selects, ordered by the sort, then by key:
-  /// every attribute, or the requested columns (`rows` gets that width).
+  /// every attribute, or the requested columns. The visitor runs with the
+  /// store locked: it must not use the store.
+  std::optional<StoreError> fetch(const Query& query, RowVisitor visit);
+  /// The same rows, kept (`rows` gets the query's width).
   std::optional<StoreError> fetch(const Query& query, ValueRows& rows);
   /// Writes the changes in one transaction; on failure nothing is written.
   std::optional<StoreError> save(const StoreChanges& changes);

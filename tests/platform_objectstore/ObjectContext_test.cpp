@@ -162,6 +162,13 @@ TEST_F(ObjectContextTest, SortAndLimitCoverStoredRowsAndUnsavedChangesAlike) {
     for (const auto& row : result.rows) order.push_back(*row[0].text());
     EXPECT_EQ(order, (std::vector<std::string>{"d", "b", "a", "e"}));
     EXPECT_EQ(result.rows[1][1], ObjectValue(0));
+    EXPECT_EQ(result.rows.key(1), five->objectID().primaryKey);
+    // Streamed, the rows come the same way.
+    std::vector<std::string> streamed;
+    EXPECT_FALSE(child->enumerate(request, [&](std::int64_t, std::span<ObjectValue> values) {
+      streamed.push_back(*values[0].text());
+    }));
+    EXPECT_EQ(streamed, order);
 
     request.sortBy = {{"name", false}};
     request.limit = 2;
