@@ -1,6 +1,6 @@
 include(CMakePackageConfigHelpers)
 
-install(TARGETS KestrelPlatform KestrelModel KestrelDatabase
+install(TARGETS KestrelPlatform KestrelObjectStore KestrelModel KestrelDatabase
         EXPORT KestrelDatabaseTargets
         ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
