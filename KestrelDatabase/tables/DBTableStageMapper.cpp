@@ -87,9 +87,7 @@ void DBTableStage::putColumns(const Stage& stage, ColumnValueMap& map) {
   const model::StageType* type = stage.type ? &*stage.type : nullptr;
 
   map.reserve(kColumnCount - 2);
-  const auto put = [&map](const char* name, Value value) {
-    map.emplace_back(name, std::move(value));
-  };
+  const auto put = [&map](const char* name, const Value& value) { map.emplace_back(name, value); };
 
   put(kId, stage.ID);
   put(kName, stage.desc);
