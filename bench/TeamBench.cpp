@@ -51,16 +51,19 @@ class TeamHome {
     const std::string id = std::to_string(team);
     return "INSERT OR IGNORE INTO MyTeamTable SELECT * FROM bench_team_copy WHERE ID = " + id +
            "; INSERT OR IGNORE INTO EventTable_ SELECT * FROM bench_event_copy WHERE "
-           "HOME_TEAM_ID = " + id + " OR AWAY_TEAM_ID = " + id + ";";
+           "HOME_TEAM_ID = " +
+           id + " OR AWAY_TEAM_ID = " + id + ";";
   }
 
  private:
   explicit TeamHome(int events) : home_("kestrel-team-bench") {
     std::vector<std::string> fill;
     for (int team = 1; team <= kFollowedTeams; ++team) {
-      fill.push_back("INSERT INTO MyTeamTable (ID, SORT_ORDER, TEAM_NAME, SPORT_SLUG, "
-                     "NOTIFICATIONS_ENABLED) VALUES (" + std::to_string(team) + ", " +
-                     std::to_string(team) + ", 'Team " + std::to_string(team) + "', 'football', 1)");
+      fill.push_back(
+          "INSERT INTO MyTeamTable (ID, SORT_ORDER, TEAM_NAME, SPORT_SLUG, "
+          "NOTIFICATIONS_ENABLED) VALUES (" +
+          std::to_string(team) + ", " + std::to_string(team) + ", 'Team " + std::to_string(team) +
+          "', 'football', 1)");
     }
     for (int league = 1; league <= kFollowedLeagues; ++league) {
       fill.push_back("INSERT INTO MyLeagueTable (ID, TOURNAMENT_NAME) VALUES (" +
@@ -73,12 +76,12 @@ class TeamHome {
       fill.push_back(
           "INSERT INTO EventTable_ (ID, START_DATE, STATUS_TYPE, HOME_TEAM_ID, HOME_TEAM_NAME, "
           "AWAY_TEAM_ID, AWAY_TEAM_NAME, TOURNAMENT_UNIQUE_ID, TOURNAMENT_NAME, WEBURL, "
-          "IS_MUTED) VALUES (" + std::to_string(id) + ", 1800000000, 3, " +
-          std::to_string(home) + ", 'Home team " + std::to_string(home) + "', " +
-          std::to_string(away) + ", 'Away team " + std::to_string(away) + "', " +
-          std::to_string(league) + ", 'League " + std::to_string(league) +
-          "', 'https://example.invalid/event/" + std::to_string(id) + "', " +
-          (id % 3 == 0 ? "0" : "NULL") + ")");
+          "IS_MUTED) VALUES (" +
+          std::to_string(id) + ", 1800000000, 3, " + std::to_string(home) + ", 'Home team " +
+          std::to_string(home) + "', " + std::to_string(away) + ", 'Away team " +
+          std::to_string(away) + "', " + std::to_string(league) + ", 'League " +
+          std::to_string(league) + "', 'https://example.invalid/event/" + std::to_string(id) +
+          "', " + (id % 3 == 0 ? "0" : "NULL") + ")");
     }
     fill.push_back("CREATE TABLE bench_team_copy AS SELECT * FROM MyTeamTable");
     fill.push_back("CREATE TABLE bench_event_copy AS SELECT * FROM EventTable_");
@@ -121,10 +124,11 @@ void BM_Raw_DeleteTeamCascade(benchmark::State& state) {
     ok &= rawExec(db.get(), "begin exclusive transaction");
     const std::string selection = DBTableTeam::ownedEventsQuery(team);
     sqlite3_stmt* statement = nullptr;
-    sqlite3_prepare_v2(db.get(), selection.c_str(), static_cast<int>(selection.size()),
-                       &statement, nullptr);
+    sqlite3_prepare_v2(db.get(), selection.c_str(), static_cast<int>(selection.size()), &statement,
+                       nullptr);
     std::vector<std::int64_t> owned;
-    while (sqlite3_step(statement) == SQLITE_ROW) owned.push_back(sqlite3_column_int64(statement, 0));
+    while (sqlite3_step(statement) == SQLITE_ROW)
+      owned.push_back(sqlite3_column_int64(statement, 0));
     sqlite3_finalize(statement);
     for (const std::int64_t id : owned) ok &= rawStep(db.get(), deleteText("EventTable_", id));
     ok &= rawStep(db.get(), deleteText("MyTeamTable", team));

@@ -26,8 +26,7 @@ Piece valuePiece(const std::string& column, const Value& value) {
 
 }  // namespace
 
-std::optional<model::Sport> DBTableFollowedAbstract::mapSportFromResultSet(
-    const FMResultSet& row) {
+std::optional<model::Sport> DBTableFollowedAbstract::mapSportFromResultSet(const FMResultSet& row) {
   const auto id = row.getIntegerForColumnName("SPORT_ID");
   auto name = row.stringForColumn("SPORT_NAME");
   auto slug = row.stringForColumn(kSportSlug);
@@ -40,13 +39,13 @@ std::optional<model::Sport> DBTableFollowedAbstract::mapSportFromResultSet(
 void DBTableFollowedAbstract::setNotificationsFlag(const TableColumns& table, bool enabled,
                                                    const IDSet& ids, const Queue& queue,
                                                    const BoolCompletion& completion) {
-  updateRows(table,
-             SplicedStatement(platform::formatString("UPDATE %%@ SET %%@ = %d WHERE %%@ IN (%%@)",
-                                                     enabled ? 1 : 0),
-                              {SplicedStatement::name(table.tableName()),
-                               SplicedStatement::name(kNotificationsEnabled),
-                               SplicedStatement::name(kId), SplicedStatement::numbers(kId, ids)}),
-             queue, completion);
+  updateRows(
+      table,
+      SplicedStatement(
+          platform::formatString("UPDATE %%@ SET %%@ = %d WHERE %%@ IN (%%@)", enabled ? 1 : 0),
+          {SplicedStatement::name(table.tableName()), SplicedStatement::name(kNotificationsEnabled),
+           SplicedStatement::name(kId), SplicedStatement::numbers(kId, ids)}),
+      queue, completion);
 }
 
 void DBTableFollowedAbstract::readNotificationIDs(const TableColumns& table, const Queue& queue,
@@ -84,6 +83,24 @@ void DBTableFollowedAbstract::readNotificationEnabledIDs(const TableColumns& tab
                                                          const Queue& queue,
                                                          const IDSetCompletion& completion) {
   readIDs(notificationEnabledIDsLines(table), kId, IDWidth::k64Bit, queue, completion);
+}
+
+std::future<bool> DBTableFollowedAbstract::setNotificationsEnabledLines(const TableColumns& table,
+                                                                        bool enabled,
+                                                                        const IDSet& ids,
+                                                                        const Queue& queue) {
+  return futureOf<bool>(
+      [&](const BoolCompletion& done) {
+        setNotificationsEnabledLines(table, enabled, ids, queue, done);
+      },
+      false);
+}
+
+std::future<IDSet> DBTableFollowedAbstract::readNotificationEnabledIDs(const TableColumns& table,
+                                                                       const Queue& queue) {
+  return futureOf<IDSet>(
+      [&](const IDSetCompletion& done) { readNotificationEnabledIDs(table, queue, done); },
+      IDSet{});
 }
 
 // ---- Upsert and cascade --------------------------------------------------------
@@ -134,8 +151,8 @@ void DBTableFollowedAbstract::deleteWithOwnedEvents(const TableColumns& table, s
   if (!queue) return;
   const auto own = checkedDelete(table, ConditionList{kId, "=", id});
   queue->inTransaction([&](FMDatabase* db, bool*) {
-    bool success = db && deleteSelectedRows(*db, ownedEvents, DBTableEvent::tableColumns(),
-                                            DBTableEvent::kId);
+    bool success =
+        db && deleteSelectedRows(*db, ownedEvents, DBTableEvent::tableColumns(), DBTableEvent::kId);
     success = db && own && db->executeUpdate(own->text()) && success;
     if (completion) completion(success);
   });

@@ -23,6 +23,7 @@
 #include <KestrelModel/Sport.h>
 
 #include <cstdint>
+#include <future>
 #include <memory>
 #include <optional>
 #include <string>
@@ -74,6 +75,12 @@ class DBTableFollowedAbstract : public DBTableAbstract {
   /// Reads notificationEnabledIDsLines() as 64-bit IDs.
   static void readNotificationEnabledIDs(const TableColumns& table, const Queue& queue,
                                          const IDSetCompletion& completion);
+  /// The future forms of the two: ready when returned, with false or an
+  /// empty set when nothing ran.
+  static std::future<bool> setNotificationsEnabledLines(const TableColumns& table, bool enabled,
+                                                        const IDSet& ids, const Queue& queue);
+  static std::future<IDSet> readNotificationEnabledIDs(const TableColumns& table,
+                                                       const Queue& queue);
 
   /// One INSERT of every column of the map (and of `expressions`) that, when
   /// a row with the same ID exists, updates that row in place instead: "...

@@ -100,11 +100,7 @@ void DBTablePlayer::savePlayer(const Player& player, bool enableNotifications,
 
 std::future<bool> DBTablePlayer::setPlayerNotificationsEnabled(
     bool enabled, const IDSet& playerIDs, const std::shared_ptr<FMDatabaseQueue>& queue) {
-  return futureOf<bool>(
-      [&](const BoolCompletion& done) {
-        setPlayerNotificationsEnabled(enabled, playerIDs, queue, done);
-      },
-      false);
+  return setNotificationsEnabledLines(tableColumns(), enabled, playerIDs, queue);
 }
 
 void DBTablePlayer::setPlayerNotificationsEnabled(bool enabled, const IDSet& playerIDs,
@@ -115,8 +111,7 @@ void DBTablePlayer::setPlayerNotificationsEnabled(bool enabled, const IDSet& pla
 
 std::future<IDSet> DBTablePlayer::getNotificationEnabledPlayerIds(
     const std::shared_ptr<FMDatabaseQueue>& queue) {
-  return futureOf<IDSet>(
-      [&](const IDSetCompletion& done) { getNotificationEnabledPlayerIds(queue, done); }, IDSet{});
+  return readNotificationEnabledIDs(tableColumns(), queue);
 }
 
 void DBTablePlayer::getNotificationEnabledPlayerIds(const std::shared_ptr<FMDatabaseQueue>& queue,

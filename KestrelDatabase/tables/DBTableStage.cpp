@@ -174,8 +174,7 @@ void DBTableStage::getFinishedStagesCount(const std::shared_ptr<FMDatabaseQueue>
 void DBTableStage::getStageIDsToRefresh(const std::shared_ptr<FMDatabaseQueue>& queue,
                                         const IDSetCompletion& completion) {
   if (!queue || !completion) return;
-  readIDs(stageIDsToRefreshQuery(platform::Clock::now()), kId, IDWidth::k32Bit, queue,
-          completion);
+  readIDs(stageIDsToRefreshQuery(platform::Clock::now()), kId, IDWidth::k32Bit, queue, completion);
 }
 
 // ---- Retention --------------------------------------------------------------------
@@ -216,8 +215,11 @@ constexpr RefreshClause kNearStartClauses[] = {
 // The second half: the live states, then every stage whose data is over an
 // hour old, whatever its status.
 constexpr RefreshClause kLiveAndStaleClauses[] = {
-    {2, W::None, 0, 0, 14},   {9, W::None, 0, 0, 180}, {8, W::None, 0, 0, 180},
-    {6, W::None, 0, 0, 180},  {RefreshClause::kAnyStatus, W::None, 0, 0, 3600},
+    {2, W::None, 0, 0, 14},
+    {9, W::None, 0, 0, 180},
+    {8, W::None, 0, 0, 180},
+    {6, W::None, 0, 0, 180},
+    {RefreshClause::kAnyStatus, W::None, 0, 0, 3600},
 };
 
 }  // namespace
@@ -254,9 +256,9 @@ std::string DBTableStage::hideFinishedStagesStatement(double now) {
 }
 
 std::string DBTableStage::oldStagesDeleteStatement(double now) {
-  return platform::formatString("DELETE FROM %s WHERE (%f - %s) > %d OR (%s - %f) > %d",
-                                kTableName, now, kStartTimestamp, kSevenDays, kStartTimestamp,
-                                now, kFiftySixDays);
+  return platform::formatString("DELETE FROM %s WHERE (%f - %s) > %d OR (%s - %f) > %d", kTableName,
+                                now, kStartTimestamp, kSevenDays, kStartTimestamp, now,
+                                kFiftySixDays);
 }
 
 std::string DBTableStage::stagesWithUniqueStageIDQuery(std::int64_t uniqueStageID) {

@@ -7,8 +7,8 @@
 // a select of a few columns (the muted stages' ID-only select) reads the
 // others as NULL without a lookup, and without a warning, per row.
 
-#include <KestrelDatabase/sql/FMResultSet.h>
 #include <KestrelDatabase/schema/TableColumns.h>
+#include <KestrelDatabase/sql/FMResultSet.h>
 #include <KestrelDatabase/tables/DBTableStage.h>
 #include <KestrelPlatform/Clock.h>
 #include <KestrelPlatform/Log.h>
@@ -87,39 +87,41 @@ void DBTableStage::putColumns(const Stage& stage, ColumnValueMap& map) {
   const model::StageType* type = stage.type ? &*stage.type : nullptr;
 
   map.reserve(kColumnCount - 2);
-  const auto put = [&map](const char* name, const Value& value) { map.emplace_back(name, value); };
 
-  put(kId, stage.ID);
-  put(kName, stage.desc);
-  put(kStatusType, stage.status.type);
+  map.emplace_back(kId, stage.ID);
+  map.emplace_back(kName, stage.desc);
+  map.emplace_back(kStatusType, stage.status.type);
   // A stage without its own start is stored with its parent's.
-  put(kStartTimestamp, stage.startDateTimestamp
-                           ? Value(*stage.startDateTimestamp)
-                           : from(parent, [](const Stage& p) { return p.startDateTimestamp; }));
-  put(kType, from(type, [](const auto& t) { return t.ID; }));
-  put(kHasCompetitors, stage.hasCompetitorResults);
-  put(kHasTeams, stage.hasTeamResults);
-  put(kFlag, stage.flag);
-  put(kWinnerId, from(winner, [](const auto& w) { return w.ID; }));
-  put(kWinnerName, from(winner, [](const auto& w) { return w.name; }));
-  put(kLastUpdate, platform::Clock::now());
-  put(kStageId, from(parent, [](const Stage& p) { return p.ID; }));
-  put(kStageName, from(parent, [](const Stage& p) { return p.desc; }));
-  put(kStageStartTimestamp, from(parent, [](const Stage& p) { return p.startDateTimestamp; }));
-  put(kStageHasCompetitor, from(parent, [](const Stage& p) { return p.hasCompetitorResults; }));
-  put(kStageHasTeams, from(parent, [](const Stage& p) { return p.hasTeamResults; }));
-  put(kStageFlag, from(parent, [](const Stage& p) { return p.flag; }));
-  put(kSeasonId, from(season, [](const auto& s) { return s.ID; }));
-  put(kSeasonName, from(season, [](const auto& s) { return s.desc; }));
-  put(kSeasonYear, from(season, [](const auto& s) { return s.year; }));
-  put(kUniqueId, from(unique, [](const auto& u) { return u.ID; }));
-  put(kUniqueName, from(unique, [](const auto& u) { return u.name; }));
-  put(kUniquePrimary, from(colors, [](const auto& c) { return c.primary; }));
-  put(kUniqueSecondary, from(colors, [](const auto& c) { return c.secondary; }));
-  put(kCategoryName, from(category, [](const auto& c) { return c.name; }));
-  put(kCategoryFlag, from(category, [](const auto& c) { return c.flag; }));
-  put(kCategoryId, from(category, [](const auto& c) { return c.ID; }));
-  put(kSportSlug, from(sport, [](const auto& s) { return s.slug; }));
+  map.emplace_back(kStartTimestamp, stage.startDateTimestamp ? Value(*stage.startDateTimestamp)
+                                                             : from(parent, [](const Stage& p) {
+                                                                 return p.startDateTimestamp;
+                                                               }));
+  map.emplace_back(kType, from(type, [](const auto& t) { return t.ID; }));
+  map.emplace_back(kHasCompetitors, stage.hasCompetitorResults);
+  map.emplace_back(kHasTeams, stage.hasTeamResults);
+  map.emplace_back(kFlag, stage.flag);
+  map.emplace_back(kWinnerId, from(winner, [](const auto& w) { return w.ID; }));
+  map.emplace_back(kWinnerName, from(winner, [](const auto& w) { return w.name; }));
+  map.emplace_back(kLastUpdate, platform::Clock::now());
+  map.emplace_back(kStageId, from(parent, [](const Stage& p) { return p.ID; }));
+  map.emplace_back(kStageName, from(parent, [](const Stage& p) { return p.desc; }));
+  map.emplace_back(kStageStartTimestamp,
+                   from(parent, [](const Stage& p) { return p.startDateTimestamp; }));
+  map.emplace_back(kStageHasCompetitor,
+                   from(parent, [](const Stage& p) { return p.hasCompetitorResults; }));
+  map.emplace_back(kStageHasTeams, from(parent, [](const Stage& p) { return p.hasTeamResults; }));
+  map.emplace_back(kStageFlag, from(parent, [](const Stage& p) { return p.flag; }));
+  map.emplace_back(kSeasonId, from(season, [](const auto& s) { return s.ID; }));
+  map.emplace_back(kSeasonName, from(season, [](const auto& s) { return s.desc; }));
+  map.emplace_back(kSeasonYear, from(season, [](const auto& s) { return s.year; }));
+  map.emplace_back(kUniqueId, from(unique, [](const auto& u) { return u.ID; }));
+  map.emplace_back(kUniqueName, from(unique, [](const auto& u) { return u.name; }));
+  map.emplace_back(kUniquePrimary, from(colors, [](const auto& c) { return c.primary; }));
+  map.emplace_back(kUniqueSecondary, from(colors, [](const auto& c) { return c.secondary; }));
+  map.emplace_back(kCategoryName, from(category, [](const auto& c) { return c.name; }));
+  map.emplace_back(kCategoryFlag, from(category, [](const auto& c) { return c.flag; }));
+  map.emplace_back(kCategoryId, from(category, [](const auto& c) { return c.ID; }));
+  map.emplace_back(kSportSlug, from(sport, [](const auto& s) { return s.slug; }));
 }
 
 // ---- Read mapping -------------------------------------------------------------
@@ -162,7 +164,8 @@ void DBTableStage::readColumns(const FMResultSet& resultSet, const RowLayout& la
 
   stage.ID = row.integer(column(kId)).value_or(0);
   stage.desc = row.text(column(kName));
-  stage.status = model::EventStatus(resultSet.intForColumnIndex(layout.indexes[column(kStatusType)]));
+  stage.status =
+      model::EventStatus(resultSet.intForColumnIndex(layout.indexes[column(kStatusType)]));
   stage.startDateTimestamp = row.integer(column(kStartTimestamp));
   if (const auto type = row.integer(column(kType))) stage.type = model::StageType(*type);
   stage.flag = row.text(column(kFlag));

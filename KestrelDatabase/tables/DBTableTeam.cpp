@@ -90,8 +90,7 @@ void DBTableTeam::getTeamIDsForSport(const std::string& slug,
 std::future<bool> DBTableTeam::saveTeam(const Team& team, bool enableNotifications,
                                         const std::shared_ptr<FMDatabaseQueue>& queue) {
   return futureOf<bool>(
-      [&](const BoolCompletion& done) { saveTeam(team, enableNotifications, queue, done); },
-      false);
+      [&](const BoolCompletion& done) { saveTeam(team, enableNotifications, queue, done); }, false);
 }
 
 void DBTableTeam::saveTeam(const Team& team, bool enableNotifications,
@@ -108,11 +107,7 @@ void DBTableTeam::saveTeam(const Team& team, bool enableNotifications,
 
 std::future<bool> DBTableTeam::setTeamNotificationsEnabled(
     bool enabled, const IDSet& teamIDs, const std::shared_ptr<FMDatabaseQueue>& queue) {
-  return futureOf<bool>(
-      [&](const BoolCompletion& done) {
-        setTeamNotificationsEnabled(enabled, teamIDs, queue, done);
-      },
-      false);
+  return setNotificationsEnabledLines(tableColumns(), enabled, teamIDs, queue);
 }
 
 void DBTableTeam::setTeamNotificationsEnabled(bool enabled, const IDSet& teamIDs,
@@ -123,8 +118,7 @@ void DBTableTeam::setTeamNotificationsEnabled(bool enabled, const IDSet& teamIDs
 
 std::future<IDSet> DBTableTeam::getNotificationEnabledTeamIds(
     const std::shared_ptr<FMDatabaseQueue>& queue) {
-  return futureOf<IDSet>(
-      [&](const IDSetCompletion& done) { getNotificationEnabledTeamIds(queue, done); }, IDSet{});
+  return readNotificationEnabledIDs(tableColumns(), queue);
 }
 
 void DBTableTeam::getNotificationEnabledTeamIds(const std::shared_ptr<FMDatabaseQueue>& queue,
@@ -141,8 +135,8 @@ std::string DBTableTeam::ownedEventsQuery(std::int64_t teamID) {
       "SELECT %s.%s FROM %s WHERE NOT EXISTS (SELECT * FROM %s WHERE %s = %s) AND (%s) AND "
       "NOT EXISTS (SELECT * FROM %s WHERE %s <> %s AND (%s))",
       events, DBTableEvent::kId, events, DBTableTournament::kTableName, DBTableTournament::kId,
-      DBTableEvent::kTournamentUniqueId, eventTeamColumnsEqual(team, true).c_str(), kTableName,
-      kId, team.c_str(), eventTeamColumnsEqual(kId, false).c_str());
+      DBTableEvent::kTournamentUniqueId, eventTeamColumnsEqual(team, true).c_str(), kTableName, kId,
+      team.c_str(), eventTeamColumnsEqual(kId, false).c_str());
 }
 
 std::string DBTableTeam::notificationEnabledTeamIdsQuery() {

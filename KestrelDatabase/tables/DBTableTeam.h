@@ -81,8 +81,7 @@ class DBTableTeam : public DBTableFollowedAbstract {
   /// updates that row in place, notification flag included. A new team gets
   /// SORT_ORDER one past the largest stored (0 for the first); an update
   /// keeps the row's SORT_ORDER.
-  [[nodiscard]] static std::future<bool> saveTeam(const model::Team& team,
-                                                  bool enableNotifications,
+  [[nodiscard]] static std::future<bool> saveTeam(const model::Team& team, bool enableNotifications,
                                                   const std::shared_ptr<FMDatabaseQueue>& queue);
   static void saveTeam(const model::Team& team, bool enableNotifications,
                        const std::shared_ptr<FMDatabaseQueue>& queue,

@@ -120,11 +120,7 @@ void DBTableTournament::saveTournament(const Tournament& tournament, bool enable
 
 std::future<bool> DBTableTournament::setTournamentNotificationsEnabled(
     bool enabled, const IDSet& uniqueTournamentIDs, const std::shared_ptr<FMDatabaseQueue>& queue) {
-  return futureOf<bool>(
-      [&](const BoolCompletion& done) {
-        setTournamentNotificationsEnabled(enabled, uniqueTournamentIDs, queue, done);
-      },
-      false);
+  return setNotificationsEnabledLines(tableColumns(), enabled, uniqueTournamentIDs, queue);
 }
 
 void DBTableTournament::setTournamentNotificationsEnabled(
@@ -135,9 +131,7 @@ void DBTableTournament::setTournamentNotificationsEnabled(
 
 std::future<IDSet> DBTableTournament::getNotificationEnabledTournamentUniqueIds(
     const std::shared_ptr<FMDatabaseQueue>& queue) {
-  return futureOf<IDSet>(
-      [&](const IDSetCompletion& done) { getNotificationEnabledTournamentUniqueIds(queue, done); },
-      IDSet{});
+  return readNotificationEnabledIDs(tableColumns(), queue);
 }
 
 void DBTableTournament::getNotificationEnabledTournamentUniqueIds(

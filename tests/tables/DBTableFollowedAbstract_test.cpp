@@ -64,7 +64,9 @@ const FollowedTable kTables[] = {
        return DBTableTournament::setTournamentNotificationsEnabled(on, ids, q);
      },
      &DBTableTournament::getNotificationTournamentIDs,
-     [](const Queue& q) { return DBTableTournament::getNotificationEnabledTournamentUniqueIds(q); }},
+     [](const Queue& q) {
+       return DBTableTournament::getNotificationEnabledTournamentUniqueIds(q);
+     }},
 };
 
 class FollowedTableTest : public testing::TableRowsTest,
@@ -188,11 +190,12 @@ TEST_F(DBTableFollowedUpgradeTest, OlderTablesGainNotificationsOneAndTypeZeroOnS
 
 TEST_F(DBTableFollowedUpgradeTest, SportReadsMatchTheSlugAsTextNeverAsSQL) {
   for (const auto& [id, slug] : {std::pair{1, "football"}, {2, "football"}, {3, "tennis"}}) {
-    ASSERT_TRUE(DBTableTeam::saveTeam(model::Team{.ID = id, .sport = model::Sport::sportWithSlug(slug)},
-                                      true, queue_)
+    ASSERT_TRUE(DBTableTeam::saveTeam(
+                    model::Team{.ID = id, .sport = model::Sport::sportWithSlug(slug)}, true, queue_)
                     .get());
-    model::Tournament league{.uniqueId = id + 10,
-                             .category = model::CategoryModel{.sport = model::Sport::sportWithSlug(slug)}};
+    model::Tournament league{
+        .uniqueId = id + 10,
+        .category = model::CategoryModel{.sport = model::Sport::sportWithSlug(slug)}};
     ASSERT_TRUE(DBTableTournament::saveTournament(league, true, queue_).get());
   }
   const auto teamsOf = [&](const std::string& slug) {

@@ -28,7 +28,8 @@ class DBTableStageRowsTest : public testing::TableRowsTest {
     return out;
   }
   static Stage ofUniqueStage(Stage out, std::int64_t uniqueID) {
-    out.stageSeason = model::StageSeason{.ID = 1, .uniqueStage = model::UniqueStage{.ID = uniqueID}};
+    out.stageSeason =
+        model::StageSeason{.ID = 1, .uniqueStage = model::UniqueStage{.ID = uniqueID}};
     return out;
   }
 
@@ -75,7 +76,8 @@ TEST_F(DBTableStageRowsTest, FlagsOfEachInsertAndWhatTheReadsMakeOfThem) {
   ASSERT_TRUE(owned(stage(2, 3, -60)));
   EXPECT_FALSE(owned(stage(1, 2, 60))) << "a plain insert never overwrites";
   EXPECT_EQ(cell("StageTable", 1, "STATUS_TYPE"), "3");
-  ASSERT_TRUE(write([&](auto done) { DBTableStage::insertMutedStage(stage(3, 3, 0), queue_, done); }));
+  ASSERT_TRUE(
+      write([&](auto done) { DBTableStage::insertMutedStage(stage(3, 3, 0), queue_, done); }));
   EXPECT_EQ(cell("StageTable", 3, "IS_MUTED"), "1");
 
   // A favourite insert replaces the row, muted and hidden flags included.
@@ -104,14 +106,14 @@ TEST_F(DBTableStageRowsTest, FlagsOfEachInsertAndWhatTheReadsMakeOfThem) {
 }
 
 TEST_F(DBTableStageRowsTest, FinishedStagesAreHiddenNeverDeletedUntilSevenDaysAfterTheirStart) {
-  ASSERT_TRUE(favourite(stage(1, 1, -7200)));          // finished
-  ASSERT_TRUE(favourite(stage(2, 4, 60)));             // postponed, ahead: not finished
-  ASSERT_TRUE(favourite(stage(3, 4, -60)));            // postponed, past
-  ASSERT_TRUE(favourite(stage(4, 5, -1)));             // canceled, past
-  ASSERT_TRUE(favourite(stage(5, 6, 0)));              // interrupted, starts now: not yet
-  ASSERT_TRUE(favourite(stage(6, 2, -60)));            // in progress
-  ASSERT_TRUE(favourite(stage(7, 1, std::nullopt)));   // finished without a start
-  ASSERT_TRUE(owned(stage(8, 1, -7200)));              // finished, entity-owned
+  ASSERT_TRUE(favourite(stage(1, 1, -7200)));         // finished
+  ASSERT_TRUE(favourite(stage(2, 4, 60)));            // postponed, ahead: not finished
+  ASSERT_TRUE(favourite(stage(3, 4, -60)));           // postponed, past
+  ASSERT_TRUE(favourite(stage(4, 5, -1)));            // canceled, past
+  ASSERT_TRUE(favourite(stage(5, 6, 0)));             // interrupted, starts now: not yet
+  ASSERT_TRUE(favourite(stage(6, 2, -60)));           // in progress
+  ASSERT_TRUE(favourite(stage(7, 1, std::nullopt)));  // finished without a start
+  ASSERT_TRUE(owned(stage(8, 1, -7200)));             // finished, entity-owned
   EXPECT_EQ(finishedCount(), 5);
 
   ASSERT_TRUE(write([&](auto done) { DBTableStage::deleteFinishedStages(queue_, done); }));
@@ -132,12 +134,13 @@ TEST_F(DBTableStageRowsTest, FinishedStagesAreHiddenNeverDeletedUntilSevenDaysAf
   EXPECT_EQ(allIDs(), (IDSet{2, 3, 4, 5, 6, 7}));
 }
 
-TEST_F(DBTableStageRowsTest, OldStagesGoSevenDaysAfterTheStartOrFiftySixDaysAheadFavouritesIncluded) {
-  ASSERT_TRUE(favourite(stage(1, 3, -604800)));     // kept
-  ASSERT_TRUE(favourite(stage(2, 3, -604801)));     // gone
-  ASSERT_TRUE(favourite(stage(3, 3, 4838400)));     // kept
-  ASSERT_TRUE(favourite(stage(4, 3, 4838401)));     // gone, although a favourite
-  ASSERT_TRUE(owned(stage(5, 3, 4838401)));         // gone
+TEST_F(DBTableStageRowsTest,
+       OldStagesGoSevenDaysAfterTheStartOrFiftySixDaysAheadFavouritesIncluded) {
+  ASSERT_TRUE(favourite(stage(1, 3, -604800)));       // kept
+  ASSERT_TRUE(favourite(stage(2, 3, -604801)));       // gone
+  ASSERT_TRUE(favourite(stage(3, 3, 4838400)));       // kept
+  ASSERT_TRUE(favourite(stage(4, 3, 4838401)));       // gone, although a favourite
+  ASSERT_TRUE(owned(stage(5, 3, 4838401)));           // gone
   ASSERT_TRUE(favourite(stage(6, 3, std::nullopt)));  // kept
   ASSERT_TRUE(purgeOld());
   EXPECT_EQ(allIDs(), (IDSet{1, 3, 6}));
@@ -145,21 +148,12 @@ TEST_F(DBTableStageRowsTest, OldStagesGoSevenDaysAfterTheStartOrFiftySixDaysAhea
   EXPECT_EQ(favouriteIDs(), (std::vector<std::int64_t>{1, 3}));
 }
 
-// One row of the refresh check: status, start relative to now (absent:
-// NULL), age of the row's data (negative: stamped in the future), and whether
-// it is due. Per window: just inside with an age just over its limit, just
-// too fresh, then exactly on a bound, where only the hour-old rule can apply.
-struct RefreshCase {
-  std::int64_t status;
-  std::optional<std::int64_t> start;
-  std::int64_t age;
-  bool due;
-};
-
+// Per window: just inside with an age just over its limit, just too fresh,
+// then exactly on a bound, where only the hour-old rule can apply.
 constexpr std::int64_t kLong = 10'000'000;  // older than any threshold
 
 // clang-format off
-const RefreshCase kRefreshCases[] = {
+const testing::RefreshRow kRefreshCases[] = {
     {3, 3599, 181, true}, {3, 901, 180, false}, {3, 3600, 3600, false},      // 15m-1h ahead
     {3, 899, 15, true}, {3, 1, 14, false}, {3, 900, 180, false},            // <15m ahead
     {3, 0, 3600, false}, {3, -1, 15, true}, {3, -899, 14, false},           // <15m past
@@ -175,23 +169,11 @@ const RefreshCase kRefreshCases[] = {
 // clang-format on
 
 TEST_F(DBTableStageRowsTest, RefreshSelectionOnBothSidesOfEveryBound) {
-  std::string insert = "INSERT INTO StageTable (ID, STATUS_TYPE, START_TIMESTAMP, LAST_UPDATE) VALUES ";
-  std::int64_t id = 0;
-  for (const auto& c : kRefreshCases) {
-    ++id;
-    const std::string start = c.start ? std::to_string(kNowSeconds + *c.start) : "NULL";
-    insert += (id > 1 ? ", (" : "(") + std::to_string(id) + ", " + std::to_string(c.status) + ", " +
-              start + ", " + std::to_string(kNowSeconds - c.age) + ")";
-  }
-  exec(insert);
+  storeRefreshRows("StageTable", "START_TIMESTAMP", kRefreshCases);
   Captured<IDSet> due;
   DBTableStage::getStageIDsToRefresh(queue_, due.completion());
   ASSERT_EQ(due.calls, 1);
-  id = 0;
-  for (const auto& c : kRefreshCases) {
-    EXPECT_EQ(due.value->count(++id) == 1, c.due)
-        << "status " << c.status << ", start " << c.start.value_or(-1) << ", age " << c.age;
-  }
+  expectDue(*due.value, kRefreshCases);
 }
 
 TEST_F(DBTableStageRowsTest, DeletesOfAUniqueStageAreAndedAndTrueWhenNothingMatched) {
@@ -200,17 +182,17 @@ TEST_F(DBTableStageRowsTest, DeletesOfAUniqueStageAreAndedAndTrueWhenNothingMatc
   ASSERT_TRUE(favourite(ofUniqueStage(stage(5), 41)));
   ASSERT_TRUE(favourite(stage(6)));
   const auto deleteUnique = [&](std::int64_t uniqueID) {
-    return write([&](auto done) {
-      DBTableStage::deleteStagesWithUniqueStageID(uniqueID, queue_, done);
-    });
+    return write(
+        [&](auto done) { DBTableStage::deleteStagesWithUniqueStageID(uniqueID, queue_, done); });
   };
   EXPECT_TRUE(deleteUnique(40));
   EXPECT_EQ(allIDs(), (IDSet{4, 5, 6}));
   EXPECT_TRUE(deleteUnique(99));
 
   // One delete that fails makes the result false; the others still happen.
-  exec("CREATE TRIGGER keep_four BEFORE DELETE ON StageTable WHEN old.ID = 4 "
-       "BEGIN SELECT RAISE(ABORT, 'kept'); END");
+  exec(
+      "CREATE TRIGGER keep_four BEFORE DELETE ON StageTable WHEN old.ID = 4 "
+      "BEGIN SELECT RAISE(ABORT, 'kept'); END");
   EXPECT_FALSE(deleteUnique(41));
   EXPECT_EQ(allIDs(), (IDSet{4, 6}));
 }
@@ -218,24 +200,24 @@ TEST_F(DBTableStageRowsTest, DeletesOfAUniqueStageAreAndedAndTrueWhenNothingMatc
 TEST(DBTableStageStatementsTest, StatementTextsForAFixedNow) {
   const double now = 1700000000.5;
   EXPECT_EQ(DBTableStage::stageIDsToRefreshQuery(now),
-      "SELECT ID FROM StageTable WHERE START_TIMESTAMP >= (1700000000.500000 - 604800) AND ("
-      "( (STATUS_TYPE = 3) AND ((START_TIMESTAMP - 1700000000.500000) > 900) AND "
-      "((START_TIMESTAMP - 1700000000.500000) < 3600) AND "
-      "(ABS(1700000000.500000 - LAST_UPDATE) > 180) ) OR  "
-      "( (STATUS_TYPE = 3) AND ((START_TIMESTAMP - 1700000000.500000) > 0) AND "
-      "((START_TIMESTAMP - 1700000000.500000) < 900) AND "
-      "(ABS(1700000000.500000 - LAST_UPDATE) > 14) ) OR  "
-      "( (STATUS_TYPE = 3) AND ((1700000000.500000 - START_TIMESTAMP) > 0) AND "
-      "((1700000000.500000 - START_TIMESTAMP) < 900) AND "
-      "(ABS(1700000000.500000 - LAST_UPDATE) > 14) ) OR  "
-      "( (STATUS_TYPE = 3) AND ((1700000000.500000 - START_TIMESTAMP) > 900) AND "
-      "((1700000000.500000 - START_TIMESTAMP) < 3600) AND "
-      "(ABS(1700000000.500000 - LAST_UPDATE) > 180) ) OR  "
-      "( (STATUS_TYPE = 2) AND (ABS(1700000000.500000 - LAST_UPDATE) > 14) ) OR  "
-      "( (STATUS_TYPE = 9) AND (ABS(1700000000.500000 - LAST_UPDATE) > 180) ) OR  "
-      "( (STATUS_TYPE = 8) AND (ABS(1700000000.500000 - LAST_UPDATE) > 180) ) OR  "
-      "( (STATUS_TYPE = 6) AND (ABS(1700000000.500000 - LAST_UPDATE) > 180) ) OR  "
-      "( (ABS(1700000000.500000 - LAST_UPDATE) > 3600) ));");
+            "SELECT ID FROM StageTable WHERE START_TIMESTAMP >= (1700000000.500000 - 604800) AND ("
+            "( (STATUS_TYPE = 3) AND ((START_TIMESTAMP - 1700000000.500000) > 900) AND "
+            "((START_TIMESTAMP - 1700000000.500000) < 3600) AND "
+            "(ABS(1700000000.500000 - LAST_UPDATE) > 180) ) OR  "
+            "( (STATUS_TYPE = 3) AND ((START_TIMESTAMP - 1700000000.500000) > 0) AND "
+            "((START_TIMESTAMP - 1700000000.500000) < 900) AND "
+            "(ABS(1700000000.500000 - LAST_UPDATE) > 14) ) OR  "
+            "( (STATUS_TYPE = 3) AND ((1700000000.500000 - START_TIMESTAMP) > 0) AND "
+            "((1700000000.500000 - START_TIMESTAMP) < 900) AND "
+            "(ABS(1700000000.500000 - LAST_UPDATE) > 14) ) OR  "
+            "( (STATUS_TYPE = 3) AND ((1700000000.500000 - START_TIMESTAMP) > 900) AND "
+            "((1700000000.500000 - START_TIMESTAMP) < 3600) AND "
+            "(ABS(1700000000.500000 - LAST_UPDATE) > 180) ) OR  "
+            "( (STATUS_TYPE = 2) AND (ABS(1700000000.500000 - LAST_UPDATE) > 14) ) OR  "
+            "( (STATUS_TYPE = 9) AND (ABS(1700000000.500000 - LAST_UPDATE) > 180) ) OR  "
+            "( (STATUS_TYPE = 8) AND (ABS(1700000000.500000 - LAST_UPDATE) > 180) ) OR  "
+            "( (STATUS_TYPE = 6) AND (ABS(1700000000.500000 - LAST_UPDATE) > 180) ) OR  "
+            "( (ABS(1700000000.500000 - LAST_UPDATE) > 3600) ));");
   EXPECT_EQ(DBTableStage::allFavoriteStagesQuery(now),
             "SELECT * FROM StageTable WHERE (IS_HIDDEN = 0 OR IS_HIDDEN IS NULL) AND "
             "(START_TIMESTAMP >= (1700000000.500000 - 604800)) ORDER BY START_TIMESTAMP ASC");
@@ -278,9 +260,8 @@ TEST_F(DBTableStageRowsTest, EveryCompletionComesOnceAlsoWithoutAConnectionAndNe
   EXPECT_FALSE(owned(stage(2)));
   EXPECT_FALSE(write([&](auto done) { DBTableStage::deleteFinishedStages(queue_, done); }));
   EXPECT_FALSE(purgeOld());
-  EXPECT_FALSE(write([&](auto done) {
-    DBTableStage::deleteStagesWithUniqueStageID(40, queue_, done);
-  }));
+  EXPECT_FALSE(
+      write([&](auto done) { DBTableStage::deleteStagesWithUniqueStageID(40, queue_, done); }));
   Captured<std::optional<Stage>> one;
   DBTableStage::getStage(1, queue_, one.completion());
   ASSERT_EQ(one.calls, 1);

@@ -44,11 +44,6 @@ class DBTableTeamTest : public testing::TableRowsTest {
     EXPECT_EQ(done.calls, 1);
     return done.value.value_or(false);
   }
-  IDSet eventIDs() {
-    Captured<IDSet> done;
-    DBTableEvent::getAllEventIDs(queue_, done.completion());
-    return done.value.value_or(IDSet{});
-  }
   std::unordered_set<Team> teams() {
     Captured<std::unordered_set<Team>> done;
     DBTableTeam::getTeams(queue_, done.completion());
@@ -64,15 +59,15 @@ class DBTableTeamTest : public testing::TableRowsTest {
 
 TEST_F(DBTableTeamTest, CascadeRemovesTheTeamsOwnEventsAndKeepsThoseAnotherFollowKeeps) {
   followBoth();
-  storeEvent(1, kTeam, 99);                                // the team's own: gone
-  storeEvent(2, 99, kTeam);                                // away: gone
-  storeEvent(3, kTeam, kOtherTeam);                        // another followed team: kept
-  storeEvent(4, kTeam, 99, kLeague);                       // a followed league: kept
-  storeEvent(5, kTeam, 99, 0, 0, 0, 0, kOtherTeam);        // other team as a sub-team: kept
-  storeEvent(6, 98, 99, 0, kTeam);                         // the team as a sub-team: gone
-  storeEvent(7, 98, 99);                                   // not the team's: untouched
-  storeEvent(8, 99, kTeam, 301);                           // an unfollowed league: gone
-  storeEvent(9, 97, 96, 0, 0, kOtherTeam, 0, kTeam);       // the other as home sub 2: kept
+  storeEvent(1, kTeam, 99);                                  // the team's own: gone
+  storeEvent(2, 99, kTeam);                                  // away: gone
+  storeEvent(3, kTeam, kOtherTeam);                          // another followed team: kept
+  storeEvent(4, kTeam, 99, kLeague);                         // a followed league: kept
+  storeEvent(5, kTeam, 99, 0, 0, 0, 0, kOtherTeam);          // other team as a sub-team: kept
+  storeEvent(6, 98, 99, 0, kTeam);                           // the team as a sub-team: gone
+  storeEvent(7, 98, 99);                                     // not the team's: untouched
+  storeEvent(8, 99, kTeam, 301);                             // an unfollowed league: gone
+  storeEvent(9, 97, 96, 0, 0, kOtherTeam, 0, kTeam);         // the other as home sub 2: kept
   exec("UPDATE EventTable_ SET IS_MUTED = 1 WHERE ID = 1");  // flags are not looked at
 
   EXPECT_TRUE(deleteTeam(kTeam));
@@ -90,21 +85,23 @@ TEST_F(DBTableTeamTest, PartlyFailingCascadeReportsFalseAndCommitsWhatSucceeded)
   storeEvent(1, kTeam, 99);
   storeEvent(2, kTeam, 98);
   storeEvent(3, 97, kTeam);
-  exec("CREATE TRIGGER keep_two BEFORE DELETE ON EventTable_ WHEN old.ID = 2 "
-       "BEGIN SELECT RAISE(ABORT, 'kept'); END");
+  exec(
+      "CREATE TRIGGER keep_two BEFORE DELETE ON EventTable_ WHEN old.ID = 2 "
+      "BEGIN SELECT RAISE(ABORT, 'kept'); END");
   EXPECT_FALSE(deleteTeam(kTeam));
   EXPECT_EQ(eventIDs(), IDSet{2});
   EXPECT_EQ(teams(), (std::unordered_set<Team>{Team{.ID = kOtherTeam}}));
 }
 
 TEST_F(DBTableTeamTest, OwnedEventsSelectionText) {
-  EXPECT_EQ(DBTableTeam::ownedEventsQuery(42),
-            "SELECT EventTable_.ID FROM EventTable_ WHERE NOT EXISTS (SELECT * FROM MyLeagueTable "
-            "WHERE ID = TOURNAMENT_UNIQUE_ID) AND (HOME_TEAM_ID = 42 OR AWAY_TEAM_ID = 42 OR "
-            "HOME_SUBTEAM1_COL_ID = 42 OR HOME_SUBTEAM2_COL_ID = 42 OR AWAY_SUBTEAM1_COL_ID = 42 "
-            "OR AWAY_SUBTEAM2_COL_ID = 42) AND NOT EXISTS (SELECT * FROM MyTeamTable WHERE "
-            "ID <> 42 AND (ID = HOME_TEAM_ID OR ID = AWAY_TEAM_ID OR ID = HOME_SUBTEAM1_COL_ID OR "
-            "ID = HOME_SUBTEAM2_COL_ID OR ID = AWAY_SUBTEAM1_COL_ID OR ID = AWAY_SUBTEAM2_COL_ID))");
+  EXPECT_EQ(
+      DBTableTeam::ownedEventsQuery(42),
+      "SELECT EventTable_.ID FROM EventTable_ WHERE NOT EXISTS (SELECT * FROM MyLeagueTable "
+      "WHERE ID = TOURNAMENT_UNIQUE_ID) AND (HOME_TEAM_ID = 42 OR AWAY_TEAM_ID = 42 OR "
+      "HOME_SUBTEAM1_COL_ID = 42 OR HOME_SUBTEAM2_COL_ID = 42 OR AWAY_SUBTEAM1_COL_ID = 42 "
+      "OR AWAY_SUBTEAM2_COL_ID = 42) AND NOT EXISTS (SELECT * FROM MyTeamTable WHERE "
+      "ID <> 42 AND (ID = HOME_TEAM_ID OR ID = AWAY_TEAM_ID OR ID = HOME_SUBTEAM1_COL_ID OR "
+      "ID = HOME_SUBTEAM2_COL_ID OR ID = AWAY_SUBTEAM1_COL_ID OR ID = AWAY_SUBTEAM2_COL_ID))");
 }
 
 TEST_F(DBTableTeamTest, SavingTwiceKeepsOneRowWithTheNewValuesAndItsPlaceInTheList) {

@@ -29,12 +29,12 @@ class DBTableTournamentTest : public testing::TableRowsTest {
     t.uniqueId = uniqueID;
     t.uniqueName = name + " (all seasons)";
     t.uniqueFieldTranslations = model::FieldTranslations{{}, {{"fr", "L1"}}};
-    t.category = model::CategoryModel{.ID = 7,
-                                      .name = "France",
-                                      .flag = "france",
-                                      .sport = model::Sport{.ID = 1, .slug = "football"},
-                                      .fieldTranslations =
-                                          model::FieldTranslations{{{"fr", "France"}}, {}}};
+    t.category =
+        model::CategoryModel{.ID = 7,
+                             .name = "France",
+                             .flag = "france",
+                             .sport = model::Sport{.ID = 1, .slug = "football"},
+                             .fieldTranslations = model::FieldTranslations{{{"fr", "France"}}, {}}};
     t.userCount = 5000;
     return t;
   }
@@ -44,21 +44,16 @@ class DBTableTournamentTest : public testing::TableRowsTest {
     EXPECT_EQ(done.calls, 1);
     return done.value.value_or(false);
   }
-  IDSet eventIDs() {
-    Captured<IDSet> done;
-    DBTableEvent::getAllEventIDs(queue_, done.completion());
-    return done.value.value_or(IDSet{});
-  }
 };
 
 TEST_F(DBTableTournamentTest, CascadeKeepsTheLeaguesEventsOfFollowedTeams) {
   ASSERT_TRUE(save(league(kLeague, 1, "Ligue 1")));
   follow("MyTeamTable", kTeam);
-  storeEvent(1, 98, 99, kLeague);                          // gone
-  storeEvent(2, kTeam, 99, kLeague);                       // a followed team plays: kept
-  storeEvent(3, 98, 99, kLeague, 0, 0, kTeam);             // as a sub-team: kept
-  storeEvent(4, 98, 99, 301);                              // another league: untouched
-  storeEvent(5, 98, 99);                                   // no league: untouched
+  storeEvent(1, 98, 99, kLeague);               // gone
+  storeEvent(2, kTeam, 99, kLeague);            // a followed team plays: kept
+  storeEvent(3, 98, 99, kLeague, 0, 0, kTeam);  // as a sub-team: kept
+  storeEvent(4, 98, 99, 301);                   // another league: untouched
+  storeEvent(5, 98, 99);                        // no league: untouched
 
   Captured<bool> done;
   DBTableTournament::deleteTournamentWithID(kLeague, queue_, done.completion());
