@@ -77,9 +77,11 @@
 // A read runs its query in one inDatabase block and calls its completion
 // exactly once inside it, with what it read, or with an empty result when the
 // query failed or the queue could not reopen its connection. A null queue or
-// an empty completion does nothing. readIDs() collects one integer column,
-// readRows() maps every row into a container, forEachRow() visits the rows of
-// a query inside a block the caller already holds. allPresent() is the
+// an empty completion does nothing. readIDs() collects one integer column
+// (with bound arguments for values from outside the code), readRows() maps
+// every row into a container, forEachRow() visits the rows of a query inside
+// a block the caller already holds, and deleteSelectedRows() deletes, inside
+// such a block, every row a selection names (a cascade). allPresent() is the
 // required-argument test of the saves (an absent required argument writes
 // nothing and calls no completion), and futureOf() gives the future form of a
 // completion-form operation, ready on every path.

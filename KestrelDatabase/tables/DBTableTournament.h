@@ -21,6 +21,7 @@
 #include <KestrelModel/CategoryModel.h>
 #include <KestrelModel/Tournament.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <future>
@@ -65,8 +66,21 @@ class DBTableTournament : public DBTableFollowedAbstract {
 
   // ---- Row operations -------------------------------------------------------
 
-  using TournamentSetCompletion =
-      std::function<void(std::unordered_set<model::Tournament> tournaments)>;
+  /// Followed tournaments keyed as the table keys them, by unique tournament
+  /// ID: two rows never collapse into one, whatever their tournament IDs
+  /// (which Tournament's own equality compares).
+  struct UniqueIdHash {
+    std::size_t operator()(const model::Tournament& tournament) const noexcept {
+      return std::hash<std::int64_t>{}(tournament.uniqueId.value_or(0));
+    }
+  };
+  struct SameUniqueId {
+    bool operator()(const model::Tournament& a, const model::Tournament& b) const noexcept {
+      return a.uniqueId == b.uniqueId;
+    }
+  };
+  using TournamentSet = std::unordered_set<model::Tournament, UniqueIdHash, SameUniqueId>;
+  using TournamentSetCompletion = std::function<void(TournamentSet tournaments)>;
 
   /// In one transaction: deletes the event rows of this unique tournament in
   /// which no followed team plays (ownedEventsQuery()), then its row. True
@@ -75,8 +89,7 @@ class DBTableTournament : public DBTableFollowedAbstract {
   static void deleteTournamentWithID(std::int64_t uniqueTournamentID,
                                      const std::shared_ptr<FMDatabaseQueue>& queue,
                                      const BoolCompletion& completion = {});
-  /// Every followed unique tournament (a set: no order; equality is by the
-  /// tournament's own ID, the key is its uniqueId).
+  /// Every followed unique tournament (a set keyed by uniqueId: no order).
   static void getTournaments(const std::shared_ptr<FMDatabaseQueue>& queue,
                              const TournamentSetCompletion& completion);
   /// Sets NOTIFICATIONS_ENABLED of the rows with these unique tournament IDs.

@@ -74,7 +74,7 @@ TEST_F(DBTableTournamentTest, ASavedTournamentReadsBackKeyedByItsUniqueID) {
   ASSERT_TRUE(save(league(kLeague, 2, "Ligue 1, next season"), /*notify=*/false));
   EXPECT_EQ(rowCount("MyLeagueTable"), 1) << "the unique ID is the key";
 
-  Captured<std::unordered_set<Tournament>> all;
+  Captured<DBTableTournament::TournamentSet> all;
   DBTableTournament::getTournaments(queue_, all.completion());
   ASSERT_EQ(all.calls, 1);
   ASSERT_EQ(all.value->size(), 1u);
@@ -95,11 +95,14 @@ TEST_F(DBTableTournamentTest, ASavedTournamentReadsBackKeyedByItsUniqueID) {
   EXPECT_EQ(out.userCount, 5000);
   EXPECT_EQ(cell("MyLeagueTable", kLeague, "NOTIFICATIONS_ENABLED"), "0");
 
+  // Another league with the same tournament ID is a row of its own.
   Tournament bare;
+  bare.ID = 2;
   bare.uniqueId = 301;
   ASSERT_TRUE(save(bare));
   DBTableTournament::getTournaments(queue_, all.completion());
-  EXPECT_FALSE(all.value->find(Tournament{.ID = 0})->category.has_value());
+  ASSERT_EQ(all.value->size(), 2u);
+  EXPECT_FALSE(all.value->find(bare)->category.has_value());
 }
 
 TEST_F(DBTableTournamentTest, ATournamentWithoutAUniqueIDIsNotSaved) {
