@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <chrono>
 #include <future>
+#include <ostream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -32,6 +33,9 @@ struct FollowedTable {
   void (*flagged)(const Queue&, const IDSetCompletion&);
   std::future<IDSet> (*flaggedLines)(const Queue&);
 };
+
+// Test names and messages show the table's name, not the struct's bytes.
+void PrintTo(const FollowedTable& table, std::ostream* out) { *out << table.name; }
 
 const FollowedTable kTables[] = {
     {"MyTeamTable",
