@@ -9,23 +9,20 @@
 // populated favourite events; the clock is fixed so every case sees the same
 // rows and writes the same text.
 #include <KestrelDatabase/schema/DBTableAbstract.h>
-#include <KestrelDatabase/schema/FMDBHelper.h>
 #include <KestrelDatabase/schema/NewSQLBuilder.h>
-#include <KestrelDatabase/sql/FMDatabase.h>
 #include <KestrelDatabase/sql/FMDatabaseQueue.h>
 #include <KestrelDatabase/tables/DBTableEvent.h>
 #include <KestrelModel/Model.h>
 #include <KestrelPlatform/Clock.h>
-#include <KestrelPlatform/Fatal.h>
 
 #include "BenchDatabase.h"
+#include "BenchHome.h"
 
 #include <benchmark/benchmark.h>
 #include <malloc.h>
 #include <sqlite3.h>
 
 #include <cstdlib>
-#include <filesystem>
 #include <map>
 #include <memory>
 #include <string_view>
@@ -141,15 +138,10 @@ class EventHome {
     if (!home) home.reset(new EventHome(rows));
     return *home;
   }
-  ~EventHome() {
-    helper_.reset();
-    std::error_code ignored;
-    std::filesystem::remove_all(root_, ignored);
-  }
 
   int rows() const { return rows_; }
-  const std::shared_ptr<FMDatabaseQueue>& queue() const { return queue_; }
-  std::string databasePath() const { return helper_->databasePath().string(); }
+  const std::shared_ptr<FMDatabaseQueue>& queue() const { return home_.queue(); }
+  std::string databasePath() const { return home_.databasePath(); }
   const Event& event(std::int64_t iteration) const {
     return events_[static_cast<std::size_t>(iteration % rows_)];
   }
@@ -159,32 +151,19 @@ class EventHome {
   }
 
  private:
-  explicit EventHome(int rows) : rows_(rows) {
+  explicit EventHome(int rows) : rows_(rows), home_("kestrel-event-bench") {
     platform::Clock::setFixed(kNow);
-    std::string pattern =
-        (std::filesystem::temp_directory_path() / "kestrel-event-bench-XXXXXX").string();
-    if (::mkdtemp(pattern.data()) == nullptr) platform::fatal("cannot make %s", pattern.c_str());
-    root_ = pattern;
-    helper_ = FMDBHelper::forHome(root_);
-    queue_ = helper_->getDBQueue();
-    if (!queue_) platform::fatal("cannot open the event bench database");
     for (int id = 1; id <= rows; ++id) {
       events_.push_back(makeEvent(id));
       ColumnValueMap columns = DBTableEvent::mapAllPropertiesToColumns(events_.back());
       columns.emplace_back(DBTableEvent::kIsMuted, false);
       texts_.push_back(*NewSQLBuilder::insertOrReplaceInTable(DBTableEvent::kTableName, columns));
     }
-    queue_->inTransaction([&](FMDatabase* db, bool*) {
-      for (const std::string& text : texts_) {
-        if (!db->executeUpdate(text)) platform::fatal("cannot fill the event bench database");
-      }
-    });
+    home_.run(texts_);
   }
 
   int rows_;
-  std::filesystem::path root_;
-  std::unique_ptr<FMDBHelper> helper_;
-  std::shared_ptr<FMDatabaseQueue> queue_;
+  BenchHome home_;
   std::vector<Event> events_;
   std::vector<std::string> texts_;
 };

@@ -77,9 +77,11 @@
 // A read runs its query in one inDatabase block and calls its completion
 // exactly once inside it, with what it read, or with an empty result when the
 // query failed or the queue could not reopen its connection. A null queue or
-// an empty completion does nothing. readIDs() collects one integer column,
-// readRows() maps every row into a container, forEachRow() visits the rows of
-// a query inside a block the caller already holds. allPresent() is the
+// an empty completion does nothing. readIDs() collects one integer column
+// (with bound arguments for values from outside the code), readRows() maps
+// every row into a container, forEachRow() visits the rows of a query inside
+// a block the caller already holds, and deleteSelectedRows() deletes, inside
+// such a block, every row a selection names (a cascade). allPresent() is the
 // required-argument test of the saves (an absent required argument writes
 // nothing and calls no completion), and futureOf() gives the future form of a
 // completion-form operation, ready on every path.
@@ -229,11 +231,29 @@ class DBTableAbstract {
   static void readIDs(const std::string& sql, std::string_view column, IDWidth width,
                       const std::shared_ptr<FMDatabaseQueue>& queue,
                       const IDSetCompletion& completion);
+  /// The same for a query whose "?" are bound to `arguments`: the form for
+  /// a value from outside the code (a slug the server sent), which binding
+  /// keeps from ever reading as SQL or as a column.
+  static void readIDs(const std::string& sql, const std::vector<Value>& arguments,
+                      std::string_view column, IDWidth width,
+                      const std::shared_ptr<FMDatabaseQueue>& queue,
+                      const IDSetCompletion& completion);
 
   using RowVisitor = platform::FunctionRef<void(const FMResultSet& row)>;
   /// Runs `sql` on a connection the caller holds (inside a queue block) and
   /// visits every row in order. False when the query failed.
   static bool forEachRow(FMDatabase& db, const std::string& sql, RowVisitor visit);
+  static bool forEachRow(FMDatabase& db, const std::string& sql,
+                         const std::vector<Value>& arguments, RowVisitor visit);
+
+  /// On a connection the caller holds (inside a transaction block, for a
+  /// cascade): runs `selection`, reads the first column of every row as a
+  /// 64-bit key, then deletes the row of `table` whose `key` column equals
+  /// each, one builder delete per key, in selection order. True when the
+  /// selection and every delete succeeded (so also when nothing matched);
+  /// a failed delete does not stop the others.
+  static bool deleteSelectedRows(FMDatabase& db, const std::string& selection,
+                                 const TableColumns& table, std::string_view key);
 
   /// Runs `block` in one inDatabase block of the queue; `db` is null when
   /// the queue could not reopen its connection. Nothing runs without a queue.

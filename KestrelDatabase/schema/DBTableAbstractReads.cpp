@@ -15,7 +15,12 @@ void DBTableAbstract::readInDatabase(const std::shared_ptr<FMDatabaseQueue>& que
 }
 
 bool DBTableAbstract::forEachRow(FMDatabase& db, const std::string& sql, RowVisitor visit) {
-  const auto resultSet = db.executeQuery(sql);
+  return forEachRow(db, sql, {}, visit);
+}
+
+bool DBTableAbstract::forEachRow(FMDatabase& db, const std::string& sql,
+                                 const std::vector<Value>& arguments, RowVisitor visit) {
+  const auto resultSet = db.executeQuery(sql, arguments);
   if (!resultSet) return false;
   while (resultSet->next()) visit(*resultSet);
   return true;
@@ -24,13 +29,20 @@ bool DBTableAbstract::forEachRow(FMDatabase& db, const std::string& sql, RowVisi
 void DBTableAbstract::readIDs(const std::string& sql, std::string_view column, IDWidth width,
                               const std::shared_ptr<FMDatabaseQueue>& queue,
                               const IDSetCompletion& completion) {
+  readIDs(sql, {}, column, width, queue, completion);
+}
+
+void DBTableAbstract::readIDs(const std::string& sql, const std::vector<Value>& arguments,
+                              std::string_view column, IDWidth width,
+                              const std::shared_ptr<FMDatabaseQueue>& queue,
+                              const IDSetCompletion& completion) {
   if (!queue || !completion) return;
   readInDatabase(queue, [&](FMDatabase* db) {
     IDSet ids;
     if (db) {
       int index = -1;
       bool first = true;
-      forEachRow(*db, sql, [&](const FMResultSet& row) {
+      forEachRow(*db, sql, arguments, [&](const FMResultSet& row) {
         // Looked up after the first step, once per result set.
         if (first) {
           index = row.columnIndexForName(column);
@@ -42,6 +54,22 @@ void DBTableAbstract::readIDs(const std::string& sql, std::string_view column, I
     }
     completion(std::move(ids));
   });
+}
+
+bool DBTableAbstract::deleteSelectedRows(FMDatabase& db, const std::string& selection,
+                                         const TableColumns& table, std::string_view key) {
+  // The keys are read to the end before the first delete, so that no delete
+  // runs under the open selection.
+  std::vector<std::int64_t> keys;
+  bool success = forEachRow(db, selection, [&](const FMResultSet& row) {
+    keys.push_back(row.longLongIntForColumnIndex(0));
+  });
+  for (const std::int64_t value : keys) {
+    const auto statement =
+        checkedDelete(table, ConditionList{std::string(key), "=", value});
+    success = statement && db.executeUpdate(statement->text()) && success;
+  }
+  return success;
 }
 
 }  // namespace kestrel

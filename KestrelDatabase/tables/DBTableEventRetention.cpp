@@ -7,6 +7,7 @@
 #include <KestrelDatabase/sql/FMDatabaseQueue.h>
 #include <KestrelDatabase/tables/DBTableTeam.h>
 #include <KestrelDatabase/tables/DBTableTournament.h>
+#include <KestrelDatabase/tables/StatusTimeConditions.h>
 #include <KestrelPlatform/Clock.h>
 #include <KestrelPlatform/Log.h>
 
@@ -22,12 +23,11 @@ using model::Event;
 constexpr int kSevenDays = 604800;
 constexpr int kFiftySixDays = 4838400;
 
-// Status type codes the statements name.
+// Status type codes the refresh selection names.
 constexpr unsigned long kFinished = 1;
 constexpr unsigned long kInProgress = 2;
 constexpr unsigned long kNotStarted = 3;
 constexpr unsigned long kPostponed = 4;
-constexpr unsigned long kCanceled = 5;
 constexpr unsigned long kInterrupted = 6;
 constexpr unsigned long kPause = 8;
 constexpr unsigned long kSuspended = 9;
@@ -37,18 +37,10 @@ const char* const kTeamTable = DBTableTeam::kTableName;
 const char* const kLeagueTable = DBTableTournament::kTableName;
 const char* const kOwnerID = DBTableTeam::kId;
 
-// One clause of the refresh selection: a status, an optional window on the
-// time to the start (before) or since the start (after), both bounds strict,
-// and the age of the row's data above which it is due.
-struct RefreshClause {
-  enum class Window { None, BeforeStart, AfterStart };
-  unsigned long status;
-  Window window;
-  int lower;  // 0 with `upper` 0: no window
-  int upper;  // 0: no upper bound
-  int maxAge;
-};
+constexpr StatusTimeConditions::Columns kConditionColumns{
+    DBTableEvent::kStatusType, DBTableEvent::kStartDate, DBTableEvent::kLastUpdate};
 
+using RefreshClause = StatusTimeConditions::RefreshClause;
 using W = RefreshClause::Window;
 constexpr RefreshClause kNotStartedClauses[] = {
     {kNotStarted, W::BeforeStart, 259200, 0, 43200},
@@ -67,43 +59,9 @@ constexpr RefreshClause kOtherClauses[] = {
     {kInProgress, W::None, 0, 0, 14},           {kPostponed, W::None, 0, 0, 43200},
 };
 
-std::string refreshClause(const RefreshClause& clause, double now) {
-  const char* start = DBTableEvent::kStartDate;
-  const char* lastUpdate = DBTableEvent::kLastUpdate;
-  std::string text =
-      platform::formatString("( (%s = %lu) AND ", DBTableEvent::kStatusType, clause.status);
-  if (clause.window == W::BeforeStart) {
-    text += platform::formatString("((%s - %f) > %d) AND ", start, now, clause.lower);
-    if (clause.upper != 0) {
-      text += platform::formatString("((%s - %f) < %d) AND ", start, now, clause.upper);
-    }
-  } else if (clause.window == W::AfterStart) {
-    text += platform::formatString("((%f - %s) > %d) AND ", now, start, clause.lower);
-    if (clause.upper != 0) {
-      text += platform::formatString("((%f - %s) < %d) AND ", now, start, clause.upper);
-    }
-  }
-  text += platform::formatString("(ABS(%f - %s) > %d) )", now, lastUpdate, clause.maxAge);
-  return text;
-}
-
-template <std::size_t N>
-std::string refreshClauses(const RefreshClause (&clauses)[N], double now) {
-  std::string text;
-  for (std::size_t i = 0; i < N; ++i) {
-    if (i > 0) text += " OR  ";
-    text += refreshClause(clauses[i], now);
-  }
-  return text;
-}
-
-// "(STATUS_TYPE = 1 OR ((STATUS_TYPE = 4 OR ... ) AND START_DATE < now))" without the outer
-// parentheses: the finished rows at `now`.
+// The finished rows at `now`, without outer parentheses.
 std::string finishedCondition(double now) {
-  const char* status = DBTableEvent::kStatusType;
-  return platform::formatString("%s = %lu OR ((%s = %lu OR %s = %lu OR %s = %lu) AND %s < %f)",
-                                status, kFinished, status, kPostponed, status, kCanceled, status,
-                                kInterrupted, DBTableEvent::kStartDate, now);
+  return StatusTimeConditions::finished(kConditionColumns, now);
 }
 
 // "SELECT * FROM MyTeamTable WHERE ID = HOME_TEAM_ID OR ..." over the six team columns of the
@@ -226,8 +184,11 @@ std::string DBTableEvent::eventIDsToRefreshQuery(double now) {
   // Two halves: the not-started windows, then every other status.
   const std::string first = platform::formatString("SELECT %s FROM %s WHERE %s >= %d AND (", kId,
                                                    kTableName, kStartDate, kSevenDays) +
-                            refreshClauses(kNotStartedClauses, now) + " OR  ";
-  const std::string second = refreshClauses(kOtherClauses, now) + ");";
+                            StatusTimeConditions::refreshClauses(kNotStartedClauses,
+                                                                 kConditionColumns, now) +
+                            " OR  ";
+  const std::string second =
+      StatusTimeConditions::refreshClauses(kOtherClauses, kConditionColumns, now) + ");";
   return platform::formatString("%s%s", first.c_str(), second.c_str());
 }
 

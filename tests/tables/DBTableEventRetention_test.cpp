@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "tables/DBTableEventFixture.h"
+#include "tables/TableRowsFixture.h"
 
 // Which rows the finished-event pruning hides or deletes, which rows the old
 // events purge removes, which rows are due for a refresh, the exact statement
@@ -15,14 +15,13 @@ namespace {
 using model::Event;
 using model::Team;
 using testing::Captured;
-using testing::DBTableEventTest;
 using testing::kNowSeconds;
 
 constexpr std::int64_t kTeam = 100;
 constexpr std::int64_t kSubteam = 200;
 constexpr std::int64_t kLeague = 300;
 
-class DBTableEventRetentionTest : public DBTableEventTest {
+class DBTableEventRetentionTest : public testing::TableRowsTest {
  protected:
   void followAll() {
     follow("MyTeamTable", kTeam);
@@ -104,22 +103,13 @@ TEST_F(DBTableEventRetentionTest, OldEventsGoAfterSevenDaysOrFiftySixDaysAheadWh
   EXPECT_EQ(ids(&DBTableEvent::getAllEventIDs), (IDSet{1, 4, 7, 9}));
 }
 
-// One row of the refresh check: status, start relative to now (absent:
-// NULL), age of the row's data (negative: stamped in the future), and whether
-// it is due. One line per window: just inside its bounds and just too fresh,
-// then exactly on the start bound it shares with the next window. Status 3
-// is not started, 1 finished.
-struct RefreshCase {
-  std::int64_t status;
-  std::optional<std::int64_t> start;
-  std::int64_t age;
-  bool due;
-};
-
+// One line per window: just inside its bounds and just too fresh, then
+// exactly on the start bound it shares with the next window. Status 3 is not
+// started, 1 finished.
 constexpr std::int64_t kLong = 10'000'000;  // older than any threshold
 
 // clang-format off
-const RefreshCase kRefreshCases[] = {
+const testing::RefreshRow kRefreshCases[] = {
     {3, 259201, 43201, true}, {3, 259201, 43200, false}, {3, 259200, kLong, false},  // >3d ahead
     {3, 259199, 43201, true}, {3, 86401, 43200, false}, {3, 86400, kLong, false},    // 1-3d ahead
     {3, 86399, 3601, true}, {3, 3601, 3600, false}, {3, 3600, kLong, false},         // 1h-1d ahead
@@ -139,21 +129,8 @@ const RefreshCase kRefreshCases[] = {
 // clang-format on
 
 TEST_F(DBTableEventRetentionTest, RefreshSelectionOnBothSidesOfEveryBound) {
-  std::string insert = "INSERT INTO EventTable_ (ID, STATUS_TYPE, START_DATE, LAST_UPDATE) VALUES ";
-  std::int64_t id = 0;
-  for (const auto& c : kRefreshCases) {
-    ++id;
-    const std::string start = c.start ? std::to_string(kNowSeconds + *c.start) : "NULL";
-    insert += (id > 1 ? ", (" : "(") + std::to_string(id) + ", " + std::to_string(c.status) + ", " +
-              start + ", " + std::to_string(kNowSeconds - c.age) + ")";
-  }
-  exec(insert);
-  const IDSet due = ids(&DBTableEvent::getEventIDsToRefresh);
-  id = 0;
-  for (const auto& c : kRefreshCases) {
-    EXPECT_EQ(due.count(++id) == 1, c.due)
-        << "status " << c.status << ", start " << c.start.value_or(-1) << ", age " << c.age;
-  }
+  storeRefreshRows("EventTable_", "START_DATE", kRefreshCases);
+  expectDue(ids(&DBTableEvent::getEventIDsToRefresh), kRefreshCases);
 }
 
 // The texts themselves, for one fixed "now" written with "%f": the refresh
