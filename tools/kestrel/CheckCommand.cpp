@@ -1,6 +1,7 @@
 #include "Commands.h"
 #include "Output.h"
 #include "SchemaReport.h"
+#include "StoreCheck.h"
 
 #include <KestrelDatabase/schema/FMDBHelper.h>
 #include <KestrelDatabase/sql/FMDatabase.h>
@@ -183,16 +184,23 @@ int report(const CommonOptions& options, const std::filesystem::path& path, Stat
   return exitStatus(status);
 }
 
+// The worse of two exit statuses: a failure over a "try again".
+int worse(int a, int b) {
+  if (a == kExitFailure || b == kExitFailure) return kExitFailure;
+  return a != kExitSuccess ? a : b;
+}
+
 int printFindings(const CommonOptions& options, const std::filesystem::path& path,
-                  const Findings& findings) {
+                  const Findings& findings, const StoreFindings& store) {
   using platform::print;
   const bool healthy = findings.status == Status::Healthy;
+  const int status = worse(exitStatus(findings.status), store.exitStatus);
   if (options.json) {
-    platform::Json report = {{"database", path.string()},
-                             {"status", statusWord(findings.status)},
-                             {"integrity", findings.integrity},
-                             {"healthy", healthy},
-                             {"tables", platform::Json::array()}};
+    platform::Json report = {
+        {"database", path.string()},         {"status", statusWord(findings.status)},
+        {"integrity", findings.integrity},   {"healthy", healthy},
+        {"tables", platform::Json::array()}, {"objectStore", store.json()},
+    };
     for (const TableFinding& f : findings.tables) {
       report["tables"].push_back({{"name", f.name},
                                   {"missing", f.missing},
@@ -200,7 +208,7 @@ int printFindings(const CommonOptions& options, const std::filesystem::path& pat
                                   {"knownGaps", f.knownGaps}});
     }
     print("%s\n", jsonText(report).c_str());
-    return exitStatus(findings.status);
+    return status;
   }
 
   const bool integrityOk = findings.integrity.size() == 1 && findings.integrity.front() == "ok";
@@ -223,7 +231,8 @@ int printFindings(const CommonOptions& options, const std::filesystem::path& pat
     }
   }
   print("%s\n", healthy ? "healthy" : "DAMAGED");
-  return exitStatus(findings.status);
+  store.print();
+  return status;
 }
 
 }  // namespace
@@ -231,7 +240,8 @@ int printFindings(const CommonOptions& options, const std::filesystem::path& pat
 int runCheck(const CommonOptions& options) {
   // The check only reads: it never creates, upgrades or rolls back the file
   // it checks, and opens nothing but a regular file (a FIFO or a device
-  // would block the open or the reads for ever).
+  // would block the open or the reads for ever). The same holds for the
+  // object store, looked at once the database could be read.
   const std::filesystem::path path =
       platform::AppHome::root() / "Documents" / FMDBHelper::kDatabaseFileName;
   std::error_code error;
@@ -256,7 +266,7 @@ int runCheck(const CommonOptions& options) {
   if (findings.status != Status::Healthy && findings.status != Status::Damaged) {
     return report(options, path, findings.status, findings.reason);
   }
-  return printFindings(options, path, findings);
+  return printFindings(options, path, findings, checkStore(platform::AppHome::root()));
 }
 
 }  // namespace kestrel::tool

@@ -24,6 +24,41 @@ int reportFailure(const CommonOptions& options, const std::filesystem::path& pat
   return 1;
 }
 
+std::string describe(const platform::StoreError& error) {
+  std::string details;
+  for (const auto& [key, value] : error.userInfo) {
+    if (key == "path" || key == "sql" || key == "sqliteCode") continue;
+    details += (details.empty() ? "" : "; ") + key + " = " + value;
+  }
+  return details.empty() ? error.description : error.description + " (" + details + ")";
+}
+
+FileState fileState(const std::filesystem::path& path, std::string* why) {
+  std::error_code error;
+  const auto status = std::filesystem::status(path, error);
+  if (error && error != std::errc::no_such_file_or_directory) {
+    if (why != nullptr) *why = error.message();
+    return FileState::unreadable;
+  }
+  if (!std::filesystem::exists(status)) return FileState::missing;
+  return std::filesystem::is_regular_file(status) ? FileState::regularFile
+                                                  : FileState::notRegularFile;
+}
+
+std::optional<std::string> whyNotUsable(const std::filesystem::path& path) {
+  std::string why;
+  switch (fileState(path, &why)) {
+    case FileState::notRegularFile:
+      return "not a regular file";
+    case FileState::unreadable:
+      return "cannot be read: " + why;
+    case FileState::missing:
+    case FileState::regularFile:
+      break;
+  }
+  return std::nullopt;
+}
+
 std::optional<std::filesystem::path> existingDatabaseFile(const CommonOptions& options,
                                                           const platform::Json& extra) {
   const std::filesystem::path path =

@@ -7,6 +7,7 @@
 #include "Commands.h"
 
 #include <KestrelPlatform/Json.h>
+#include <KestrelPlatform/ObjectStore/StoreError.h>
 
 #include <filesystem>
 #include <optional>
@@ -26,6 +27,24 @@ std::string jsonText(const platform::Json& value, int indent = 2);
 int reportFailure(const CommonOptions& options, const std::filesystem::path& path,
                   const std::string& message,
                   const platform::Json& extra = platform::Json::object());
+
+/// An object-store error in one line: its description, then its details
+/// but the file's path, the SQL and SQLite's number, e.g. "The persistent
+/// store is not compatible with the model. (reason = unknown model version
+/// "X")".
+std::string describe(const platform::StoreError& error);
+
+/// What is at a path where a database file is expected. Only a regular file
+/// is ever opened: a FIFO or a device would block or misbehave under SQLite.
+enum class FileState { missing, regularFile, notRegularFile, unreadable };
+
+/// The state of `path` (following symbolic links); for `unreadable`, `why`
+/// (if given) gets the reason.
+FileState fileState(const std::filesystem::path& path, std::string* why = nullptr);
+
+/// Why what is at `path` must not be opened as a database: "not a regular
+/// file" or "cannot be read: <reason>"; nothing for a regular file or none.
+std::optional<std::string> whyNotUsable(const std::filesystem::path& path);
 
 /// "<home>/Documents/kestrel.db" when it exists. Otherwise reports "no
 /// database file" (or why its folder cannot be searched) through

@@ -2,35 +2,51 @@
 //
 //   kestrel [--home DIR]                      version and resolved home
 //   kestrel --version                         the version only
-//   kestrel inspect [--home DIR] [--json]     create/upgrade, then report
-//   kestrel check   [--home DIR] [--json]     integrity and schema check
-//   kestrel purge   [--home DIR] [--json] [--now SECONDS]        retention
-//   kestrel refresh-due [--home DIR] [--json] [--now SECONDS]    due IDs
+//   kestrel inspect [--home DIR] [--json]     create/upgrade the database and
+//                                             load (migrate) the object store,
+//                                             then report both
+//   kestrel check   [--home DIR] [--json]     integrity and schema check of the
+//                                             database, integrity and version
+//                                             of the object store (read-only)
+//   kestrel purge   [--home DIR] [--json] [--now SECONDS] [--dry-run]
+//                                             retention of every table and of
+//                                             the store's votes and highlights
+//   kestrel refresh-due [--home DIR] [--json] [--now SECONDS]
+//                                             event and stage IDs due
 //   every command also takes [--wait SECONDS] (default 10): how long to wait
 //   for another process's lock on the database
 //
 // Options may stand anywhere after the command name. --home falls back to
 // $KESTREL_HOME, then the platform's default home. Only inspect creates a
-// database; check, purge and refresh-due need "Documents/kestrel.db" to exist.
-// Nothing but a regular file is ever opened as the database.
+// database or an object store; check, purge and refresh-due need
+// "Documents/kestrel.db" to exist. Nothing but a regular file is ever opened
+// as the database or the store. purge --dry-run purges a copy of both files
+// under the temporary directory and prints the report a purge would print;
+// the home is only read.
 //
 // Reports go to standard output, errors to standard error. With --json every
 // outcome of a command, an error included, is one JSON object on standard
 // output; an error object has "database" and "error" members. check's object
 // always has "status": healthy, damaged, not-a-database, busy,
-// needs-recovery, unreadable or no-database.
+// needs-recovery, unreadable or no-database (the database's), and for a
+// database it could read "objectStore" with the store's own "status".
 //
 // Exit status:
-//   0  success; check: the database is healthy (also --help and --version)
+//   0  success; check: the database is healthy and the object store is
+//      healthy, needs a migration or is not there yet (also --help and
+//      --version)
 //   1  check: damaged, not a database, unreadable (permissions, not a
-//      regular file) or no database file; any other command: no database
-//      file, the start path failed (locked, not a database, not a regular
-//      file), or an operation on it failed
+//      regular file) or no database file, or an object store that is
+//      damaged, incompatible, not a database or unreadable; any other
+//      command: no database file, the start path failed (locked, not a
+//      database, not a regular file), the object store could not be used, or
+//      an operation failed
 //   2  usage error: unknown command or option, bad option value (--now not
 //      a finite number, --wait not a finite number of seconds >= 0, empty
 //      --home)
 //   3  check: busy (another process holds the lock) or needs recovery (a hot
-//      journal that only a read-write open rolls back); try again
+//      journal that only a read-write open rolls back), of the database or
+//      of the store of a healthy database; try again
 #include "Commands.h"
 
 #include <KestrelPlatform/AppHome.h>
@@ -97,7 +113,7 @@ int main(int argc, char** argv) {
 
   std::vector<Command> commands;
   auto addCommand = [&](const char* name, const char* help, bool withNow,
-                        std::function<int(const CommonOptions&)> run) {
+                        std::function<int(const CommonOptions&)> run) -> CLI::App* {
     CLI::App* sub = app.add_subcommand(name, help);
     sub->add_option("--home", home, "Application home folder")->type_name("DIR")->check(kNotEmpty);
     sub->add_flag("--json", options.json, "Print the report as JSON");
@@ -111,14 +127,19 @@ int main(int argc, char** argv) {
           ->check(kFiniteSeconds);
     }
     commands.push_back({sub, std::move(run)});
+    return sub;
   };
   addCommand("inspect", "Create or upgrade the database, then report its tables", false,
              tool::runInspect);
   addCommand("check", "Check integrity and compare the schema with the current one", false,
              tool::runCheck);
-  addCommand("purge", "Delete finished and old events, hide finished ones a followed entity owns",
-             true, tool::runPurge);
-  addCommand("refresh-due", "List the events whose data is due for a refresh", true,
+  addCommand("purge",
+             "Delete what has grown old in every table and in the object store; hide finished "
+             "events a followed entity owns, and finished stages",
+             true, tool::runPurge)
+      ->add_flag("--dry-run", options.dryRun,
+                 "Report what a purge would delete and hide, changing nothing");
+  addCommand("refresh-due", "List the events and stages whose data is due for a refresh", true,
              tool::runRefreshDue);
 
   try {
