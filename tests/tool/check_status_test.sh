@@ -7,24 +7,9 @@
 # their own rows.
 set -uo pipefail
 kestrel="$1"
-work=$(mktemp -d)
+source "$(dirname "$0")/common.sh"
 holder=""
-trap '[ -n "$holder" ] && kill "$holder" 2>/dev/null; rm -rf "$work"' EXIT
-fail() { echo "FAIL: $*" >&2; exit 1; }
-
-# run EXPECTED_STATUS ARGS...: runs the tool (never for ever), output in
-# $work/out and $work/err.
-run() {
-  local expected=$1
-  shift
-  timeout 60 "$kestrel" "$@" >"$work/out" 2>"$work/err"
-  local status=$?
-  [ "$status" = "$expected" ] || fail "kestrel $* exited $status, expected $expected: $(cat "$work/err")"
-}
-field() {
-  sqlite3 :memory: "SELECT json_extract(CAST(readfile('$work/out') AS TEXT), '$1')" ||
-    fail "not JSON: $(cat "$work/out")"
-}
+at_exit() { [ -n "$holder" ] && kill "$holder" 2>/dev/null; }
 # check_status HOME EXIT STATUS: check --json says STATUS with that exit
 # status, and lists tables only for a file it could read.
 check_status() {
@@ -60,6 +45,8 @@ run 1 inspect --json --wait 0.2 --home "$work/home"
   fail "inspect, locked: $(cat "$work/out")"
 run 1 purge --wait 0.2 --home "$work/home" --now 1700000000
 grep -q "database is locked" "$work/err" || fail "purge, locked: $(cat "$work/err")"
+run 1 purge --dry-run --wait 0.2 --home "$work/home" --now 1700000000
+grep -q "database is locked" "$work/err" || fail "dry run, locked: $(cat "$work/err")"
 echo go >"$work/release"
 wait "$holder" || fail "the lock holder failed"
 holder=""
@@ -97,6 +84,8 @@ check_status "$work/junk" 1 not-a-database
 run 1 inspect --json --home "$work/junk"
 [ "$(field '$.error')" = "the start transaction could not begin: file is not a database" ] ||
   fail "inspect, junk: $(cat "$work/out")"
+run 1 purge --dry-run --home "$work/junk"
+grep -q "file is not a database" "$work/err" || fail "dry run, junk: $(cat "$work/err")"
 cmp -s "$work/junk/Documents/kestrel.db" "$work/junk.orig" || fail "inspect changed the foreign file"
 [ "$(ls "$work/junk/Documents")" = kestrel.db ] || fail "inspect left files beside the foreign file"
 
@@ -108,6 +97,8 @@ for command in inspect purge refresh-due; do
   run 1 "$command" --home "$work/fifo"
   grep -q "not a regular file" "$work/err" || fail "$command on a FIFO: $(cat "$work/err")"
 done
+run 1 purge --dry-run --json --home "$work/fifo"
+[ "$(field '$.error')" = "not a regular file" ] || fail "dry run on a FIFO: $(cat "$work/out")"
 [ -p "$work/fifo/Documents/kestrel.db" ] || fail "the FIFO was replaced"
 
 # 6. No permission to read (only meaningful when not running as root).

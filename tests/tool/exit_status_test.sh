@@ -5,25 +5,7 @@
 # output for every outcome.
 set -uo pipefail
 kestrel="$1"
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-fail() { echo "FAIL: $*" >&2; exit 1; }
-
-# run EXPECTED_STATUS ARGS...: runs the tool, output in $work/out and $work/err.
-run() {
-  local expected=$1
-  shift
-  "$kestrel" "$@" >"$work/out" 2>"$work/err"
-  local status=$?
-  [ "$status" = "$expected" ] || fail "kestrel $* exited $status, expected $expected: $(cat "$work/err")"
-}
-# query EXPR: an SQL expression on the JSON text j of $work/out; fails on malformed JSON.
-query() {
-  sqlite3 :memory: "WITH o(j) AS (SELECT CAST(readfile('$work/out') AS TEXT)) SELECT $1 FROM o" ||
-    fail "not JSON: $(cat "$work/out")"
-}
-# field PATH: one member of that JSON object.
-field() { query "json_extract(j, '$1')"; }
+source "$(dirname "$0")/common.sh"
 
 # 1. Usage errors exit 2 with a message; help and version exit 0.
 for now in nan inf -inf abc 12x ""; do
@@ -60,7 +42,9 @@ for command in purge refresh-due; do
   [ "$(field '$.error')" = "no database file" ] || fail "$command --json: $(cat "$work/out")"
   [ "$(field '$.database')" = "$work/empty/Documents/kestrel.db" ] || fail "$command path"
 done
-[ ! -e "$work/empty/Documents/kestrel.db" ] || fail "a database was created"
+run 1 purge --dry-run --json --home "$work/empty"
+[ "$(field '$.error')" = "no database file" ] || fail "purge --dry-run: $(cat "$work/out")"
+[ ! -e "$work/empty/Documents" ] || fail "a database was created"
 
 # 3. check --json prints an object for every outcome.
 run 1 check --json --home "$work/empty"
