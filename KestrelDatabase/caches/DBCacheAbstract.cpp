@@ -14,7 +14,9 @@ DBCacheAbstract::~DBCacheAbstract() = default;
 
 void DBCacheAbstract::fill() {}
 
-void DBCacheAbstract::dropContainers() { ids_.reset(); }
+void DBCacheAbstract::dropContainers() {
+  ids_.reset();
+}
 
 DBCacheAbstract::Lock DBCacheAbstract::enter(const char* operation) const {
   requireOutsideDatabaseQueue(operation);
@@ -75,7 +77,7 @@ void DBCacheAbstract::fillAndWait(const Request& request,
   // absent instead of hanging its caller.
   const Queue queue = dbQueue_.lock();
   if (!queue) return;
-  requireOutsideDatabaseQueue("a fill");
+  requireOutsideDatabaseQueue("fill");
   std::counting_semaphore<> filled(0);
   if (stillNeeded && !stillNeeded()) return;
   request(queue, [&filled] { filled.release(); });

@@ -19,9 +19,10 @@
 // Thread-safety: every operation may be called from any thread. Each cache
 // has one recursive lock, held for the whole of every operation (fills
 // included, so a filling thread holds it while it waits for the queue); the
-// lock is recursive because operations call one another. The snapshots
-// getIDs()/ids() take it too, for their copy only: a copy made while another
-// thread inserts would be a data race. A fill's completion runs on the
+// lock is recursive because operations call one another. The getters take
+// it too (getIDs(), getObjects() for their copy, getObjectDictionary() to
+// hand out its handle): a copy made while another thread inserts would be a
+// data race. A fill's completion runs on the
 // database queue while the filling thread holds the lock and waits, and
 // installs the containers with the plain setters; the semaphore orders those
 // writes before the filling thread goes on. No operation may be started from

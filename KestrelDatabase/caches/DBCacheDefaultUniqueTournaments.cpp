@@ -4,11 +4,14 @@
 namespace kestrel {
 namespace {
 
-std::int64_t idOf(const model::UniqueTournament& tournament) { return tournament.ID; }
+std::int64_t idOf(const model::UniqueTournament& tournament) {
+  return tournament.ID;
+}
 
 }  // namespace
 
-DBCacheDefaultUniqueTournaments::DBCacheDefaultUniqueTournaments(WeakQueue queue) : DBCache("DBCacheDefaultUniqueTournaments", std::move(queue)) {
+DBCacheDefaultUniqueTournaments::DBCacheDefaultUniqueTournaments(WeakQueue queue)
+    : DBCache("DBCacheDefaultUniqueTournaments", std::move(queue)) {
   initCache();
 }
 

@@ -2,8 +2,9 @@
 // oldest pin first, then as cached.
 //
 // Fills when its IDs or its objects are absent, from
-// DBTablePinnedUniqueTournaments::getAllUniqueTournaments(), waiting for the read: the objects first, then
-// their IDs. Both typed operations fill the cache first.
+// DBTablePinnedUniqueTournaments::getAllUniqueTournaments(), waiting for the
+// read: the objects first, then their IDs. Both typed operations fill the
+// cache first.
 //
 // Thread-safety and ownership: as DBCacheAbstract.
 #pragma once

@@ -1,9 +1,9 @@
 // The IDs of the followed events (favourites that are not hidden, muted ones
-// included): "is this event a favourite?".
-// The facade keeps it in step with cacheEvent() and removeEvent().
+// included): "is this event a favourite?". The facade keeps it in step with
+// cacheEvent() and removeEvent().
 //
-// Fills when its IDs are absent, from DBTableEvent::getFavoriteEventIDs(), waiting for
-// the read; a read that fails leaves the set empty (filled).
+// Fills when its IDs are absent, from DBTableEvent::getFavoriteEventIDs(),
+// waiting for the read; a read that fails leaves the set empty (filled).
 //
 // Thread-safety and ownership: as DBCacheAbstract.
 #pragma once

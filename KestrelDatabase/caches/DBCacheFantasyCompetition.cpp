@@ -3,8 +3,7 @@
 
 namespace kestrel {
 
-DBCacheFantasyCompetition::DBCacheFantasyCompetition()
-    : DBCacheFantasyCompetition(WeakQueue()) {}
+DBCacheFantasyCompetition::DBCacheFantasyCompetition() : DBCacheFantasyCompetition(WeakQueue()) {}
 
 DBCacheFantasyCompetition::DBCacheFantasyCompetition(WeakQueue queue)
     : DBCacheAbstract("DBCacheFantasyCompetition", std::move(queue)) {

@@ -3,7 +3,8 @@
 
 namespace kestrel {
 
-DBCacheMutedEvent::DBCacheMutedEvent(WeakQueue queue) : DBCacheEventIDs("DBCacheMutedEvent", std::move(queue)) {
+DBCacheMutedEvent::DBCacheMutedEvent(WeakQueue queue)
+    : DBCacheEventIDs("DBCacheMutedEvent", std::move(queue)) {
   initCache();
 }
 

@@ -1,8 +1,8 @@
-// The IDs of the muted events: "is this event muted?".
-// The facade keeps it in step with cacheEvent() and removeEvent().
+// The IDs of the muted events: "is this event muted?". The facade keeps it in
+// step with cacheEvent() and removeEvent().
 //
-// Fills when its IDs are absent, from DBTableEvent::getMutedEventIDs(), waiting for
-// the read; a read that fails leaves the set empty (filled).
+// Fills when its IDs are absent, from DBTableEvent::getMutedEventIDs(),
+// waiting for the read; a read that fails leaves the set empty (filled).
 //
 // Thread-safety and ownership: as DBCacheAbstract.
 #pragma once

@@ -8,7 +8,9 @@ DBCacheMutedStage::DBCacheMutedStage(WeakQueue queue)
   initCache();
 }
 
-void DBCacheMutedStage::fill() { fillStagesAndWait(&DBTableStage::getMutedStages); }
+void DBCacheMutedStage::fill() {
+  fillStagesAndWait(&DBTableStage::getMutedStages);
+}
 
 void DBCacheMutedStage::cacheMutedStage(const model::Stage& stage) {
   const Lock lock = enter("cacheMutedStage");

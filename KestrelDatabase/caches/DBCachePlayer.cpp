@@ -4,7 +4,9 @@
 namespace kestrel {
 namespace {
 
-std::int64_t idOf(const model::Player& player) { return player.ID; }
+std::int64_t idOf(const model::Player& player) {
+  return player.ID;
+}
 
 }  // namespace
 

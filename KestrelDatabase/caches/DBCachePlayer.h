@@ -3,8 +3,9 @@
 //
 // Fills when its IDs or its objects are absent, from
 // DBTablePlayer::getPlayers(), waiting for the read: the objects first, then
-// their IDs. Neither typed operation fills the cache: after invalidate() they act on
-// absent containers and change nothing until the next operation that fills.
+// their IDs. Neither typed operation fills the cache: after invalidate() they
+// act on absent containers and change nothing until the next operation that
+// fills.
 //
 // Thread-safety and ownership: as DBCacheAbstract.
 #pragma once

@@ -3,7 +3,8 @@
 
 namespace kestrel {
 
-DBCachePlayerNotifications::DBCachePlayerNotifications(WeakQueue queue) : DBCacheAbstract("DBCachePlayerNotifications", std::move(queue)) {
+DBCachePlayerNotifications::DBCachePlayerNotifications(WeakQueue queue)
+    : DBCacheAbstract("DBCachePlayerNotifications", std::move(queue)) {
   initCache();
 }
 

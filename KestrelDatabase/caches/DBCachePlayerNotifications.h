@@ -1,8 +1,9 @@
-// The IDs of the followed players with notifications enabled.
-// The facade keeps it in step with cacheID() and removeIDFromCache().
+// The IDs of the followed players with notifications enabled. The facade
+// keeps it in step with cacheID() and removeIDFromCache().
 //
-// Fills when its IDs are absent, from DBTablePlayer::getNotificationPlayerIDs(), waiting for
-// the read; a read that fails leaves the set empty (filled).
+// Fills when its IDs are absent, from
+// DBTablePlayer::getNotificationPlayerIDs(), waiting for the read; a read
+// that fails leaves the set empty (filled).
 //
 // Thread-safety and ownership: as DBCacheAbstract.
 #pragma once

@@ -9,7 +9,9 @@ DBCacheStage::DBCacheStage(WeakQueue queue) : DBCacheStageMap("DBCacheStage", st
   initCache();
 }
 
-void DBCacheStage::fill() { fillStagesAndWait(&DBTableStage::getAllFavoriteStages); }
+void DBCacheStage::fill() {
+  fillStagesAndWait(&DBTableStage::getAllFavoriteStages);
+}
 
 void DBCacheStage::cacheStage(const model::Stage& stage) {
   const Lock lock = enter("cacheStage");

@@ -4,7 +4,9 @@
 namespace kestrel {
 namespace {
 
-std::int64_t idOf(const model::Team& team) { return team.ID; }
+std::int64_t idOf(const model::Team& team) {
+  return team.ID;
+}
 
 }  // namespace
 

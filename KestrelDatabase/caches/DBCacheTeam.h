@@ -1,9 +1,9 @@
 // The followed teams: their IDs ("is this team followed?") and the teams
 // themselves, in the order the table's set delivered them, then as cached.
 //
-// Fills when its IDs or its objects are absent, from
-// DBTableTeam::getTeams(), waiting for the read: the objects first, then
-// their IDs. Both typed operations fill the cache first.
+// Fills when its IDs or its objects are absent, from DBTableTeam::getTeams(),
+// waiting for the read: the objects first, then their IDs. Both typed
+// operations fill the cache first.
 //
 // Thread-safety and ownership: as DBCacheAbstract.
 #pragma once

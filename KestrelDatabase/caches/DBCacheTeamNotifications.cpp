@@ -3,7 +3,8 @@
 
 namespace kestrel {
 
-DBCacheTeamNotifications::DBCacheTeamNotifications(WeakQueue queue) : DBCacheAbstract("DBCacheTeamNotifications", std::move(queue)) {
+DBCacheTeamNotifications::DBCacheTeamNotifications(WeakQueue queue)
+    : DBCacheAbstract("DBCacheTeamNotifications", std::move(queue)) {
   initCache();
 }
 

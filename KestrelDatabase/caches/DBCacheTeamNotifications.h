@@ -1,8 +1,8 @@
-// The IDs of the followed teams with notifications enabled.
-// The facade keeps it in step with cacheID() and removeIDFromCache().
+// The IDs of the followed teams with notifications enabled. The facade keeps
+// it in step with cacheID() and removeIDFromCache().
 //
-// Fills when its IDs are absent, from DBTableTeam::getNotificationTeamIDs(), waiting for
-// the read; a read that fails leaves the set empty (filled).
+// Fills when its IDs are absent, from DBTableTeam::getNotificationTeamIDs(),
+// waiting for the read; a read that fails leaves the set empty (filled).
 //
 // Thread-safety and ownership: as DBCacheAbstract.
 #pragma once

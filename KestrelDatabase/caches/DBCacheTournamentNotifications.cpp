@@ -3,7 +3,8 @@
 
 namespace kestrel {
 
-DBCacheTournamentNotifications::DBCacheTournamentNotifications(WeakQueue queue) : DBCacheAbstract("DBCacheTournamentNotifications", std::move(queue)) {
+DBCacheTournamentNotifications::DBCacheTournamentNotifications(WeakQueue queue)
+    : DBCacheAbstract("DBCacheTournamentNotifications", std::move(queue)) {
   initCache();
 }
 

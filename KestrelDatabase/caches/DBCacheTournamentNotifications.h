@@ -1,9 +1,10 @@
 // The unique tournament IDs of the followed tournaments with notifications
-// enabled.
-// The facade keeps it in step with cacheID() and removeIDFromCache().
+// enabled. The facade keeps it in step with cacheID() and
+// removeIDFromCache().
 //
-// Fills when its IDs are absent, from DBTableTournament::getNotificationTournamentIDs(), waiting for
-// the read; a read that fails leaves the set empty (filled).
+// Fills when its IDs are absent, from
+// DBTableTournament::getNotificationTournamentIDs(), waiting for the read; a
+// read that fails leaves the set empty (filled).
 //
 // Thread-safety and ownership: as DBCacheAbstract.
 #pragma once

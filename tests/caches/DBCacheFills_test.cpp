@@ -142,8 +142,9 @@ TEST_F(DBCacheFillsTest, FantasyCompetitionsFillOnlyFromADatabaseQueue) {
   followCompetition(60);
   EXPECT_EQ(sorted(DBCacheFantasyCompetition(queue_).getIDs()), (V{60}));
   EXPECT_EQ(sorted(DBCacheFantasyCompetition(std::any(queue_)).getIDs()), (V{60}));
-  EXPECT_EQ(sorted(DBCacheFantasyCompetition(std::any(DBCacheAbstract::WeakQueue(queue_))).getIDs()),
-            (V{60}));
+  EXPECT_EQ(
+      sorted(DBCacheFantasyCompetition(std::any(DBCacheAbstract::WeakQueue(queue_))).getIDs()),
+      (V{60}));
 
   // No queue, or something that is not a database queue: never filled.
   for (DBCacheFantasyCompetition* cache :
