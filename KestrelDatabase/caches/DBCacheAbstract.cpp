@@ -1,6 +1,5 @@
 #include <KestrelDatabase/caches/DBCacheAbstract.h>
 #include <KestrelDatabase/sql/FMDatabaseQueue.h>
-#include <KestrelPlatform/DispatchQueue.h>
 #include <KestrelPlatform/Fatal.h>
 
 #include <semaphore>
@@ -18,14 +17,7 @@ void DBCacheAbstract::dropContainers() {
   ids_.reset();
 }
 
-DBCacheAbstract::Lock DBCacheAbstract::enter(const char* operation) const {
-  requireOutsideDatabaseQueue(operation);
-  return Lock(*lock_);
-}
-
-void DBCacheAbstract::requireOutsideDatabaseQueue(const char* operation) const {
-  // Outside every queue block (the usual caller) one thread-local read decides.
-  if (!platform::DispatchQueue::isInsideAnyBlock()) return;
+void DBCacheAbstract::requireOutsideOwnQueue(const char* operation) const {
   const Queue queue = dbQueue_.lock();
   if (queue && queue->dispatchQueue().isCurrent()) {
     platform::fatal(

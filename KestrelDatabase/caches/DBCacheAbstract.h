@@ -38,6 +38,7 @@
 #pragma once
 
 #include <KestrelDatabase/schema/DBTableAbstract.h>
+#include <KestrelPlatform/DispatchQueue.h>
 
 #include <cstdint>
 #include <functional>
@@ -115,7 +116,10 @@ class DBCacheAbstract {
 
   /// The entry of every operation: stops the process when called from a
   /// block of the database queue, then takes the lock.
-  [[nodiscard]] Lock enter(const char* operation) const;
+  [[nodiscard]] Lock enter(const char* operation) const {
+    requireOutsideDatabaseQueue(operation);
+    return Lock(*lock_);
+  }
   /// The IDs to change in place, or nullptr while absent. Lock held.
   IDSet* mutableIDs() { return ids_ ? &*ids_ : nullptr; }
   /// The lock shared with what hands out live access (the dictionary handle).
@@ -131,8 +135,12 @@ class DBCacheAbstract {
 
  private:
   /// Stops the process when the calling thread runs inside a block of this
-  /// cache's database queue; `operation` names the call.
-  void requireOutsideDatabaseQueue(const char* operation) const;
+  /// cache's database queue; `operation` names the call. Outside every queue
+  /// block (the usual caller) one thread-local read decides.
+  void requireOutsideDatabaseQueue(const char* operation) const {
+    if (platform::DispatchQueue::isInsideAnyBlock()) requireOutsideOwnQueue(operation);
+  }
+  void requireOutsideOwnQueue(const char* operation) const;
 
   const char* const name_;
   const std::shared_ptr<std::recursive_mutex> lock_;

@@ -14,6 +14,8 @@
 //
 // Thread-safety and ownership: as DBCacheAbstract; the cache holds its
 // DataManager.
+// REQUIRES: with the shared DataManager, the application home is set before
+// the first operation (the first request loads the store).
 #pragma once
 
 #include <KestrelDatabase/caches/DBCache.h>
