@@ -192,6 +192,10 @@ void DispatchQueue::waitUntilDrained() {
   s.changed.wait(lock, [&] { return !s.busy && s.items.empty(); });
 }
 
+bool DispatchQueue::isInsideAnyBlock() {
+  return tInnermost != nullptr;
+}
+
 bool DispatchQueue::isCurrent() const {
   for (const CurrentQueueScope* scope = tInnermost; scope != nullptr; scope = scope->outer()) {
     if (scope->state() == state_.get()) return true;

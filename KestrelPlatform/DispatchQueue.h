@@ -64,6 +64,11 @@ class DispatchQueue {
   /// nesting depth).
   bool isCurrent() const;
 
+  /// True when the current thread is running a block of any queue. A check
+  /// that only one queue's blocks must fail asks this first: outside every
+  /// block it costs one thread-local read.
+  static bool isInsideAnyBlock();
+
   struct State;
 
  private:

@@ -81,6 +81,7 @@ TEST_F(DispatchQueueTest, SpecificValueAndIsCurrentFollowNestedQueues) {
   std::vector<void*> seen;
   queue_->sync([&] {
     seen.push_back(DispatchQueue::getSpecific(&kKey));
+    EXPECT_TRUE(DispatchQueue::isInsideAnyBlock());
     other->sync([&] {
       EXPECT_TRUE(queue_->isCurrent());
       seen.push_back(DispatchQueue::getSpecific(&kKey));
@@ -88,6 +89,7 @@ TEST_F(DispatchQueueTest, SpecificValueAndIsCurrentFollowNestedQueues) {
     seen.push_back(DispatchQueue::getSpecific(&kKey));
   });
   EXPECT_EQ(DispatchQueue::getSpecific(&kKey), nullptr);
+  EXPECT_FALSE(DispatchQueue::isInsideAnyBlock());
   EXPECT_EQ(seen, (std::vector<void*>{&valueA, &valueB, &valueA}));
 
   std::promise<void*> fromWorker;  // the worker answers for its queue too

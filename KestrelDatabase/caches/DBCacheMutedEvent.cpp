@@ -1,0 +1,15 @@
+#include <KestrelDatabase/caches/DBCacheMutedEvent.h>
+#include <KestrelDatabase/tables/DBTableEvent.h>
+
+namespace kestrel {
+
+DBCacheMutedEvent::DBCacheMutedEvent(WeakQueue queue)
+    : DBCacheEventIDs("DBCacheMutedEvent", std::move(queue)) {
+  initCache();
+}
+
+void DBCacheMutedEvent::fill() {
+  if (!IDs()) fillIDsAndWait(&DBTableEvent::getMutedEventIDs);
+}
+
+}  // namespace kestrel

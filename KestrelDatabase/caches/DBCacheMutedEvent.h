@@ -1,0 +1,23 @@
+// The IDs of the muted events: "is this event muted?". The facade keeps it in
+// step with cacheEvent() and removeEvent().
+//
+// Fills when its IDs are absent, from DBTableEvent::getMutedEventIDs(),
+// waiting for the read; a read that fails leaves the set empty (filled).
+//
+// Thread-safety and ownership: as DBCacheAbstract.
+#pragma once
+
+#include <KestrelDatabase/caches/DBCacheEventIDs.h>
+
+namespace kestrel {
+
+class DBCacheMutedEvent final : public DBCacheEventIDs {
+ public:
+  /// Holds the queue weakly and fills the cache, waiting for the read.
+  explicit DBCacheMutedEvent(WeakQueue queue);
+
+ private:
+  void fill() override;
+};
+
+}  // namespace kestrel

@@ -1,0 +1,23 @@
+// The IDs of the followed teams with notifications enabled. The facade keeps
+// it in step with cacheID() and removeIDFromCache().
+//
+// Fills when its IDs are absent, from DBTableTeam::getNotificationTeamIDs(),
+// waiting for the read; a read that fails leaves the set empty (filled).
+//
+// Thread-safety and ownership: as DBCacheAbstract.
+#pragma once
+
+#include <KestrelDatabase/caches/DBCacheAbstract.h>
+
+namespace kestrel {
+
+class DBCacheTeamNotifications final : public DBCacheAbstract {
+ public:
+  /// Holds the queue weakly and fills the cache, waiting for the read.
+  explicit DBCacheTeamNotifications(WeakQueue queue);
+
+ private:
+  void fill() override;
+};
+
+}  // namespace kestrel

@@ -1,0 +1,25 @@
+// The unique tournament IDs of the followed tournaments with notifications
+// enabled. The facade keeps it in step with cacheID() and
+// removeIDFromCache().
+//
+// Fills when its IDs are absent, from
+// DBTableTournament::getNotificationTournamentIDs(), waiting for the read; a
+// read that fails leaves the set empty (filled).
+//
+// Thread-safety and ownership: as DBCacheAbstract.
+#pragma once
+
+#include <KestrelDatabase/caches/DBCacheAbstract.h>
+
+namespace kestrel {
+
+class DBCacheTournamentNotifications final : public DBCacheAbstract {
+ public:
+  /// Holds the queue weakly and fills the cache, waiting for the read.
+  explicit DBCacheTournamentNotifications(WeakQueue queue);
+
+ private:
+  void fill() override;
+};
+
+}  // namespace kestrel

@@ -1,0 +1,24 @@
+#include <KestrelDatabase/caches/DBCacheTvChannels.h>
+#include <KestrelDatabase/tables/DBTableTvChannels.h>
+
+namespace kestrel {
+
+DBCacheTvChannels::DBCacheTvChannels(WeakQueue queue)
+    : DBCache("DBCacheTvChannels", std::move(queue)) {
+  initCache();
+}
+
+void DBCacheTvChannels::fill() {
+  if (objects()) return;
+  fillAndWait(
+      [this](const Queue& queue, const Signal& done) {
+        DBTableTvChannels::getTvChannelTvChannelSuggestions(
+            queue, [this, &done](DBTableTvChannels::SuggestionSet suggestions) {
+              setObjects(orderedSet(suggestions));
+              done();
+            });
+      },
+      [this] { return !objects(); });
+}
+
+}  // namespace kestrel
