@@ -26,6 +26,12 @@ StdoutCapture::~StdoutCapture() {
   std::fflush(stdout);
   ::dup2(saved_, 1);
   ::close(saved_);
+  // The test's own failure messages went to the file too: pass them on.
+  if (::testing::Test::HasFailure()) {
+    const std::string captured = text();
+    std::fwrite(captured.data(), 1, captured.size(), stdout);
+    std::fflush(stdout);
+  }
   std::filesystem::remove(file_);
 }
 

@@ -19,7 +19,9 @@
 
 namespace kestrel::testing {
 
-/// Redirects standard output (file descriptor 1) to a file while it lives.
+/// Redirects standard output (file descriptor 1) to a file while it lives;
+/// when the test has failed meanwhile, what was captured (gtest's messages
+/// among it) is written out at the end.
 class StdoutCapture {
  public:
   StdoutCapture();

@@ -111,28 +111,37 @@ TEST_F(DataManagerStackTest, AFailedSavePrintsOneLineAndDropsTheBlockAfterIt) {
   loaded();
   manager_->saveContext([&] { insertHighlight(*manager_, 1); }, {});
 
-  // A save racing clearData: the records it changed belong to the store that
-  // clearData removes, so the background save fails.
+  // A save racing clearData: the record it changed belongs to the store that
+  // clearData removes, so the background save fails, even when it comes
+  // after the fresh store has been written to. The save is made by the
+  // context that clearData replaces: that is the queue to wait on, and
+  // nothing that could stop the test may come before that wait (the blocks
+  // refer to its locals).
   StdoutCapture out;
   bool afterSave = false;
-  std::promise<void> done;
+  const auto replaced = manager_->backgroundContext();
+  std::promise<void> cleared;
+  std::promise<void> resume;
   manager_->saveContext(
-      [&] {
-        auto background = manager_->backgroundContext();
-        background->execute(platform::FetchRequest("MOHighlight")).objects.at(0)->setValue("url", "x");
+      [&, resumed = resume.get_future().share()] {
+        replaced->execute(platform::FetchRequest("MOHighlight")).objects.at(0)->setValue("url", "x");
         manager_->clearData();
-        done.set_value();
+        cleared.set_value();
+        resumed.wait();
       },
       [&] { afterSave = true; });
-  done.get_future().get();
-  manager_->backgroundContext()->performAndWait([] {});
-  std::promise<void> drained;
-  manager_->saveContext({}, [&] { drained.set_value(); });
-  drained.get_future().get();
+  cleared.get_future().get();
+  const bool freshContext = manager_->backgroundContext() != replaced;
+  const bool freshStoreWritten = manager_->markHighlightWatched(5, "v", 0).get();
+  resume.set_value();
+  replaced->performAndWait([] {});
+  EXPECT_TRUE(freshContext);
+  EXPECT_TRUE(freshStoreWritten);
   EXPECT_FALSE(afterSave);
   ASSERT_EQ(out.lines().size(), 1u);
   EXPECT_EQ(out.lines()[0].rfind("CoreData error -> The object's persistent store has been removed. {", 0), 0u)
       << out.text();
+  EXPECT_EQ(countOnDisk("MOHighlight"), 1);  // the fresh store's record alone
 
   // The same for the main context's save.
   manager_->saveContext([&] { insertHighlight(*manager_, 2); }, {});
