@@ -593,6 +593,7 @@ class StorageManager : public std::enable_shared_from_this<StorageManager> {
   void reloadStageCaches();
   // Whether the stage belongs in the stage cache by its start.
   static bool startsInFavoriteWindow(const model::Stage& stage);
+  void leaveStageCacheUnlessInWindow(const model::Stage& stage);
   // The IDs of the event rows an unfollow's cascade deletes, read first.
   IDSet eventsOwnedBy(const std::string& ownedEventsQuery) const;
   // Registers the store-change handler with the DataManager (weakly held).

@@ -220,12 +220,19 @@ bool StorageManager::startsInFavoriteWindow(const model::Stage& stage) {
   return start && static_cast<double>(*start) >= platform::Clock::now() - kFavoriteStageWindowSeconds;
 }
 
+void StorageManager::leaveStageCacheUnlessInWindow(const model::Stage& stage) {
+  // A favourite stored again with a start that left the window leaves the
+  // stage cache before its row is replaced.
+  if (!startsInFavoriteWindow(stage)) cacheStage_->removeStage(stage.ID);
+}
+
 std::future<bool> StorageManager::insertStage(const model::Stage& stage) {
   return futureFrom(false, [&](BoolHandler done) { insertStage(stage, std::move(done)); });
 }
 
 void StorageManager::insertStage(const model::Stage& stage, BoolHandler handler) {
   cacheMutedStage_->removeMutedStage(stage.ID);
+  leaveStageCacheUnlessInWindow(stage);
   const bool ok = runTable(false, [&](BoolHandler done) {
     DBTableStage::insertStage(stage, dbQueue_, done);
   });
@@ -242,6 +249,7 @@ std::future<bool> StorageManager::insertMutedStage(const model::Stage& stage) {
 }
 
 void StorageManager::insertMutedStage(const model::Stage& stage, BoolHandler handler) {
+  leaveStageCacheUnlessInWindow(stage);
   const bool ok = runTable(false, [&](BoolHandler done) {
     DBTableStage::insertMutedStage(stage, dbQueue_, done);
   });
@@ -276,13 +284,21 @@ void StorageManager::updateStage(const model::Stage& stage, BoolHandler handler)
   const bool ok = runTable(false, [&](BoolHandler done) {
     DBTableStage::updateStage(stage, dbQueue_, done);
   });
-  if (ok && isFavoriteStage(stage.ID)) {
+  if (ok) {
     // A stage without a start keeps the stored one, and so its place.
-    const bool hasStart = stage.startDateTimestamp || (stage.stageEvent && stage.stageEvent->startDateTimestamp);
-    if (!hasStart || startsInFavoriteWindow(stage)) {
-      cacheStage_->cacheStage(stage);
-    } else {
-      cacheStage_->removeStage(stage.ID);
+    const bool hasStart =
+        stage.startDateTimestamp || (stage.stageEvent && stage.stageEvent->startDateTimestamp);
+    const bool inWindow = !hasStart || startsInFavoriteWindow(stage);
+    if (isFavoriteStage(stage.ID)) {
+      if (inWindow) {
+        cacheStage_->cacheStage(stage);
+      } else {
+        cacheStage_->removeStage(stage.ID);
+      }
+    } else if (hasStart && inWindow) {
+      // A row the cache does not hold may have moved into the window; only
+      // the table knows whether it exists and is not hidden.
+      reload(*cacheStage_);
     }
   }
   deliver(handler, ok);
