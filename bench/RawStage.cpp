@@ -44,16 +44,6 @@ Stage makeStage(std::int64_t id, double now) {
   return stage;
 }
 
-namespace {
-
-// The position of a column in "StageTable" rows (SELECT * keeps table order).
-consteval int at(std::string_view name) {
-  for (std::size_t i = 0; i < DBTableStage::kColumns.size(); ++i) {
-    if (std::string_view(DBTableStage::kColumns[i].name) == name) return static_cast<int>(i);
-  }
-  throw "unknown stage column";
-}
-
 std::optional<std::int64_t> integer(sqlite3_stmt* s, int i) {
   if (sqlite3_column_type(s, i) == SQLITE_NULL) return std::nullopt;
   return sqlite3_column_int64(s, i);
@@ -65,6 +55,16 @@ std::optional<std::string> text(sqlite3_stmt* s, int i) {
 }
 
 // The same stage the table's mapping builds, read by index.
+namespace {
+
+// The position of a column in "StageTable" rows (SELECT * keeps table order).
+consteval int at(std::string_view name) {
+  for (std::size_t i = 0; i < DBTableStage::kColumns.size(); ++i) {
+    if (std::string_view(DBTableStage::kColumns[i].name) == name) return static_cast<int>(i);
+  }
+  throw "unknown stage column";
+}
+
 }  // namespace
 
 Stage rawStage(sqlite3_stmt* s) {

@@ -9,8 +9,14 @@
 #include <sqlite3.h>
 
 #include <cstdint>
+#include <optional>
+#include <string>
 
 namespace kestrel::bench {
+
+/// Column `i` of the row `s` stands on; nothing for NULL.
+std::optional<std::int64_t> integer(sqlite3_stmt* s, int i);
+std::optional<std::string> text(sqlite3_stmt* s, int i);
 
 /// Stage `id`, starting within the hour before `now`, in a group of ten
 /// under one parent that started the day before.

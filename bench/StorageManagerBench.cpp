@@ -30,6 +30,7 @@
 #include "BenchDatabase.h"
 #include "BenchEvents.h"
 #include "BenchHome.h"
+#include "MembershipQuestions.h"
 #include "RawStage.h"
 
 #include <benchmark/benchmark.h>
@@ -158,17 +159,6 @@ FacadeHome& homeFor(const benchmark::State& state) {
 }
 
 // ---- Raw reads by column index ----
-
-std::optional<std::int64_t> integer(sqlite3_stmt* s, int i) {
-  if (sqlite3_column_type(s, i) == SQLITE_NULL) return std::nullopt;
-  return sqlite3_column_int64(s, i);
-}
-
-std::optional<std::string> text(sqlite3_stmt* s, int i) {
-  const auto* bytes = reinterpret_cast<const char*>(sqlite3_column_text(s, i));
-  if (bytes == nullptr) return std::nullopt;
-  return std::string(bytes, static_cast<std::size_t>(sqlite3_column_bytes(s, i)));
-}
 
 std::optional<model::Sport> sport(sqlite3_stmt* s, int id, int name, int slug) {
   const auto sportSlug = text(s, slug);
@@ -324,21 +314,10 @@ void BM_StorageManager_ColdStart(benchmark::State& state) {
 
 // ---- isFavoriteEvent ----
 
-// The questions of the cache case: scattered over 0..2n, half of them hit.
-std::vector<std::int64_t> questions(std::int64_t cached) {
-  std::vector<std::int64_t> out(4096);
-  std::uint64_t state = 0x9e3779b97f4a7c15ULL;
-  for (auto& question : out) {
-    state = state * 6364136223846793005ULL + 1442695040888963407ULL;
-    question = static_cast<std::int64_t>((state >> 33) % static_cast<std::uint64_t>(2 * cached));
-  }
-  return out;
-}
-
 void BM_StorageManager_IsFavoriteEvent(benchmark::State& state) {
   FacadeHome& home = homeFor(state);
   const auto facade = home.facade();
-  const std::vector<std::int64_t> asked = questions(state.range(0));
+  const std::vector<std::int64_t> asked = membershipQuestions(state.range(0));
   std::size_t next = 0;
   std::int64_t hits = 0;
   for (auto _ : state) {

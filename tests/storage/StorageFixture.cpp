@@ -105,6 +105,22 @@ model::UniqueTournament StorageTest::uniqueTournament(std::int64_t id) {
   return tournament;
 }
 
+void StorageTest::storeOneOfEach() {
+  ASSERT_TRUE(storage_->insertEvent(event(1), false).get());
+  ASSERT_TRUE(storage_->insertEvent(event(2, kNow, 3, 4), true).get());
+  ASSERT_TRUE(storage_->insertStage(stage(3, kNow, 30, 1)).get());
+  ASSERT_TRUE(storage_->insertMutedStage(stage(5)).get());
+  ASSERT_TRUE(storage_->followTeam(team(4), true).get());
+  ASSERT_TRUE(storage_->followPlayer(player(6), true).get());
+  ASSERT_TRUE(storage_->followTournament(tournament(7), true).get());
+  ASSERT_TRUE(storage_->pinUniqueTournament(uniqueTournament(8)).get());
+  ASSERT_TRUE(storage_->saveFantasyCompetition(9).get());
+  ASSERT_TRUE(storage_->saveTvChannelSuggestion({.channelId = 10, .eventId = 1,
+                                                 .startTimestamp = kNow, .approve = true})
+                  .get());
+}
+
+
 // ---- Fresh reads -------------------------------------------------------------------------------
 
 namespace {

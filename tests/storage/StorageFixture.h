@@ -14,6 +14,7 @@
 #include <KestrelModel/UniqueTournament.h>
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -23,6 +24,10 @@
 #include "support/TempDir.h"
 
 namespace kestrel::testing {
+
+/// How long a wait may take before it counts as a hang: a bound that only
+/// detects a future that never resolves, never a synchronisation.
+inline constexpr std::chrono::seconds kHang{60};
 
 class StorageTest : public ::testing::Test {
  protected:
@@ -51,6 +56,12 @@ class StorageTest : public ::testing::Test {
   static model::Player player(std::int64_t id, const std::string& sportSlug = "football");
   static model::Tournament tournament(std::int64_t uniqueId);
   static model::UniqueTournament uniqueTournament(std::int64_t id);
+
+  /// Something of every table-fed kind, stored and cached: favourite 1,
+  /// muted favourite 2 of team 4, stage 3 under 30 (unique stage 1), muted
+  /// stage 5, team 4, player 6 and league 7 with notifications, pinned 8,
+  /// fantasy competition 9, a TV channel answer for event 1.
+  void storeOneOfEach();
 
   // ---- Fresh reads of the stores -----------------------------------------------------------
 

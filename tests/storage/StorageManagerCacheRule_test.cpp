@@ -31,8 +31,7 @@ namespace {
 using model::NMEventVoteType;
 using model::NMEventVoteValue;
 using namespace std::chrono_literals;
-
-constexpr auto kHang = 60s;
+using testing::kHang;
 
 class StorageManagerCacheRuleTest : public testing::StorageTest {
  protected:

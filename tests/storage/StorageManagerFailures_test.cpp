@@ -33,9 +33,7 @@ namespace {
 using model::NMEventVoteType;
 using model::NMEventVoteValue;
 using namespace std::chrono_literals;
-
-// Only a hang detector: a correct facade resolves long before.
-constexpr auto kHang = 60s;
+using testing::kHang;
 
 template <class T>
 T resolved(std::future<T> future) {
@@ -49,22 +47,6 @@ class StorageManagerFailureTest : public testing::StorageTest {
     bool ok = false;
     storage_->dbQueue()->inDatabase([&](FMDatabase* db) { ok = db && db->executeUpdate(sql); });
     ASSERT_TRUE(ok) << sql;
-  }
-
-  /// Something of every table-fed kind, stored and cached.
-  void storeOneOfEach() {
-    ASSERT_TRUE(storage_->insertEvent(event(1), false).get());
-    ASSERT_TRUE(storage_->insertEvent(event(2, kNow, 3, 4), true).get());
-    ASSERT_TRUE(storage_->insertStage(stage(3, kNow, 30, 1)).get());
-    ASSERT_TRUE(storage_->insertMutedStage(stage(5)).get());
-    ASSERT_TRUE(storage_->followTeam(team(4), true).get());
-    ASSERT_TRUE(storage_->followPlayer(player(6), true).get());
-    ASSERT_TRUE(storage_->followTournament(tournament(7), true).get());
-    ASSERT_TRUE(storage_->pinUniqueTournament(uniqueTournament(8)).get());
-    ASSERT_TRUE(storage_->saveFantasyCompetition(9).get());
-    ASSERT_TRUE(storage_->saveTvChannelSuggestion({.channelId = 10, .eventId = 1,
-                                                   .startTimestamp = kNow, .approve = true})
-                    .get());
   }
 
   /// Every table write of the facade once, each in both forms: each future

@@ -23,9 +23,7 @@ namespace {
 using model::NMEventVoteType;
 using model::NMEventVoteValue;
 using namespace std::chrono_literals;
-
-// Only a hang detector: a correct facade resolves long before.
-constexpr auto kHang = 60s;
+using testing::kHang;
 
 TEST(StorageManagerSharedTest, TwoThreadsReadingSharedFirstGetTheOneInstanceOnTheHelpersQueue) {
   testing::TempDir home(/*setAsHome=*/true);
@@ -62,6 +60,16 @@ class StorageManagerLifecycleTest : public testing::StorageTest {
     ASSERT_TRUE(storage_->followTeam(team(7), true).get());
     ASSERT_TRUE(storage_->insertEvent(event(70, kNow, 3, 7), false).get());
     ASSERT_TRUE(storedFavoriteEventIDs().contains(70));
+  }
+
+  /// Keeps the main queue busy until `release` is set.
+  static void holdMainQueue(std::promise<void>& release) {
+    std::promise<void> holding;
+    platform::DispatchQueue::main()->async([&release, &holding] {
+      holding.set_value();
+      release.get_future().wait();
+    });
+    holding.get_future().wait();
   }
 
   bool migrated() const {
@@ -146,17 +154,7 @@ TEST_F(StorageManagerLifecycleTest, ClearEventCacheDropsBothSetsUntilTheNextQues
 }
 
 TEST_F(StorageManagerLifecycleTest, ReInitRefillsEveryCacheWithExactlyWhatItsStoreHolds) {
-  ASSERT_TRUE(storage_->insertEvent(event(1), true).get());
-  ASSERT_TRUE(storage_->insertStage(stage(2, kNow, 20)).get());
-  ASSERT_TRUE(storage_->insertMutedStage(stage(3)).get());
-  ASSERT_TRUE(storage_->followTeam(team(4), true).get());
-  ASSERT_TRUE(storage_->followPlayer(player(5), true).get());
-  ASSERT_TRUE(storage_->followTournament(tournament(6), true).get());
-  ASSERT_TRUE(storage_->pinUniqueTournament(uniqueTournament(7)).get());
-  ASSERT_TRUE(storage_->saveFantasyCompetition(8).get());
-  ASSERT_TRUE(storage_->saveTvChannelSuggestion({.channelId = 9, .eventId = 1,
-                                                 .startTimestamp = kNow, .approve = true})
-                  .get());
+  storeOneOfEach();
   ASSERT_TRUE(storage_->save(NMEventVoteValue(0), NMEventVoteType(0), 1, kNow, true).get());
   ASSERT_TRUE(storage_->markHighlightWatched(11, std::nullopt, kNow).get());
   ASSERT_TRUE(storage_->followUniqueStage(12).get());
@@ -175,11 +173,11 @@ TEST_F(StorageManagerLifecycleTest, ReInitRefillsEveryCacheWithExactlyWhatItsSto
   }
   EXPECT_FALSE(storage_->getVote(kStale, NMEventVoteType(0)));
   EXPECT_EQ(storage_->getVote(1, NMEventVoteType(0)), NMEventVoteValue(0));
-  EXPECT_TRUE(storage_->isFavoriteEvent(1) && storage_->isMutedEvent(1));
-  EXPECT_TRUE(storage_->isFavoriteStage(2) && storage_->isMutedStage(3));
-  EXPECT_TRUE(storage_->isTeamNotificationEnabled(4) && storage_->isFavoritePlayer(5));
-  EXPECT_TRUE(storage_->isTournamentNotificationEnabled(6) && storage_->isPinned(7));
-  EXPECT_TRUE(storage_->isFantasyCompetitionFollowed(8));
+  EXPECT_TRUE(storage_->isFavoriteEvent(1) && storage_->isMutedEvent(2));
+  EXPECT_TRUE(storage_->isFavoriteStage(3) && storage_->isMutedStage(5));
+  EXPECT_TRUE(storage_->isTeamNotificationEnabled(4) && storage_->isFavoritePlayer(6));
+  EXPECT_TRUE(storage_->isTournamentNotificationEnabled(7) && storage_->isPinned(8));
+  EXPECT_TRUE(storage_->isFantasyCompetitionFollowed(9));
   EXPECT_EQ(storage_->getTvChannelSuggestions().size(), 1u);
   EXPECT_TRUE(storage_->isHighlightWatched(11) && storage_->isFollowedUniqueStage(12));
   expectCachesAgreeWithStores("after reInit");
@@ -235,12 +233,7 @@ TEST_F(StorageManagerLifecycleTest, CleanDBLeavesTheTvChannelCacheEmptyUntilTheM
 
   // Hold the main queue: the refill cleanDB queues there cannot run yet.
   std::promise<void> release;
-  std::promise<void> holding;
-  platform::DispatchQueue::main()->async([&] {
-    holding.set_value();
-    release.get_future().wait();
-  });
-  holding.get_future().wait();
+  holdMainQueue(release);
   storage_->cleanDB();
   EXPECT_FALSE(tv.objects().has_value());
   EXPECT_EQ(storedTvSuggestions().size(), 1u);
@@ -253,12 +246,7 @@ TEST_F(StorageManagerLifecycleTest, CleanDBLeavesTheTvChannelCacheEmptyUntilTheM
 
 TEST_F(StorageManagerLifecycleTest, TheTvChannelRefillOfAFacadeGoneMeanwhileDoesNothing) {
   std::promise<void> release;
-  std::promise<void> holding;
-  platform::DispatchQueue::main()->async([&] {
-    holding.set_value();
-    release.get_future().wait();
-  });
-  holding.get_future().wait();
+  holdMainQueue(release);
   storage_->cleanDB();
   storage_.reset();
   release.set_value();
