@@ -7,6 +7,7 @@
 #include <KestrelDatabase/caches/DBCacheEvent.h>
 
 #include "BenchHome.h"
+#include "MembershipQuestions.h"
 
 #include <benchmark/benchmark.h>
 
@@ -24,16 +25,6 @@ namespace {
 // numbers below 2n, so half of them hit.
 std::int64_t cachedID(std::int64_t i) {
   return 2 * i;
-}
-
-std::vector<std::int64_t> questions(std::int64_t cached) {
-  std::vector<std::int64_t> out(4096);
-  std::uint64_t state = 0x9e3779b97f4a7c15ULL;
-  for (auto& question : out) {
-    state = state * 6364136223846793005ULL + 1442695040888963407ULL;
-    question = static_cast<std::int64_t>((state >> 33) % static_cast<std::uint64_t>(2 * cached));
-  }
-  return out;
 }
 
 // One filled event cache per size, on a home of its own (the table stays
@@ -60,7 +51,7 @@ class CacheHome {
 
 void BM_DBCacheEvent_ContainsID(benchmark::State& state) {
   DBCacheEvent& cache = CacheHome::forIDs(state.range(0)).cache();
-  const std::vector<std::int64_t> asked = questions(state.range(0));
+  const std::vector<std::int64_t> asked = membershipQuestions(state.range(0));
   std::size_t next = 0;
   std::int64_t hits = 0;
   for (auto _ : state) {
@@ -73,7 +64,7 @@ void BM_LockedSet_Contains(benchmark::State& state) {
   std::recursive_mutex mutex;
   std::unordered_set<std::int64_t> set;
   for (std::int64_t i = 0; i < state.range(0); ++i) set.insert(cachedID(i));
-  const std::vector<std::int64_t> asked = questions(state.range(0));
+  const std::vector<std::int64_t> asked = membershipQuestions(state.range(0));
   std::size_t next = 0;
   std::int64_t hits = 0;
   for (auto _ : state) {

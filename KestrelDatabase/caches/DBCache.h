@@ -21,6 +21,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <type_traits>
 #include <unordered_map>
 #include <unordered_set>
 #include <utility>
@@ -110,20 +111,33 @@ class DBCache : public DBCacheAbstract {
   }
 
   /// The elements of `range` in order, each at most once (the first of
-  /// equal ones is kept): the ordered set a fill installs.
+  /// equal ones is kept): the ordered set a fill installs. The elements of
+  /// a range given as an rvalue are moved, when they can be.
   template <class Range>
-  static Objects orderedSet(const Range& range) {
+  static Objects orderedSet(Range&& range) {
     struct PointeeHash {
       std::size_t operator()(const Object* object) const { return Hash{}(*object); }
     };
     struct PointeeEqual {
       bool operator()(const Object* a, const Object* b) const { return Equal{}(*a, *b); }
     };
+    // First which elements stay, then the copies (or moves): an element
+    // moved from must not be hashed or compared again.
     std::unordered_set<const Object*, PointeeHash, PointeeEqual> seen;
+    seen.reserve(std::size(range));
+    std::vector<bool> kept;
+    kept.reserve(std::size(range));
+    for (const Object& object : range) kept.push_back(seen.insert(&object).second);
     Objects out;
-    out.reserve(std::size(range));
-    for (const Object& object : range) {
-      if (seen.insert(&object).second) out.push_back(object);
+    out.reserve(seen.size());
+    std::size_t index = 0;
+    for (auto&& object : range) {
+      if (!kept[index++]) continue;
+      if constexpr (std::is_rvalue_reference_v<Range&&>) {
+        out.push_back(std::move(object));
+      } else {
+        out.push_back(object);
+      }
     }
     return out;
   }
@@ -132,8 +146,8 @@ class DBCache : public DBCacheAbstract {
   /// then a new set of IDs with each object's key (`keyOf` returns the ID,
   /// or nothing for an object without one).
   template <class Range, class KeyOf>
-  void installObjectsWithIDs(const Range& range, KeyOf keyOf) {
-    setObjects(orderedSet(range));
+  void installObjectsWithIDs(Range&& range, KeyOf keyOf) {
+    setObjects(orderedSet(std::forward<Range>(range)));
     IDSet ids;
     for (const Object& object : *objects_) {
       if (const std::optional<std::int64_t> id = keyOf(object)) ids.insert(*id);
@@ -148,7 +162,7 @@ class DBCache : public DBCacheAbstract {
                                  KeyOf keyOf) {
     fillAndWait([this, read, keyOf](const Queue& queue, const Signal& done) {
       read(queue, [this, &done, keyOf](Result result) {
-        installObjectsWithIDs(result, keyOf);
+        installObjectsWithIDs(std::move(result), keyOf);
         done();
       });
     });

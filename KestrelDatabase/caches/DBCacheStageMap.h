@@ -16,6 +16,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <utility>
 
 namespace kestrel {
 
@@ -33,7 +34,7 @@ class DBCacheStageMap : public DBCache<model::Stage> {
     if (dictionary() && objects()) return;
     fillAndWait([this, read](const Queue& queue, const Signal& done) {
       read(queue, [this, &done](Stages stages) {
-        setObjects(orderedSet(stages));
+        setObjects(orderedSet(std::move(stages)));
         setDictionary(Dictionary{});
         for (const model::Stage& stage : *objects()) mapStage(stage);
         done();

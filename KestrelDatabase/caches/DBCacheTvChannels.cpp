@@ -1,6 +1,8 @@
 #include <KestrelDatabase/caches/DBCacheTvChannels.h>
 #include <KestrelDatabase/tables/DBTableTvChannels.h>
 
+#include <utility>
+
 namespace kestrel {
 
 DBCacheTvChannels::DBCacheTvChannels(WeakQueue queue)
@@ -14,7 +16,7 @@ void DBCacheTvChannels::fill() {
       [this](const Queue& queue, const Signal& done) {
         DBTableTvChannels::getTvChannelTvChannelSuggestions(
             queue, [this, &done](DBTableTvChannels::SuggestionSet suggestions) {
-              setObjects(orderedSet(suggestions));
+              setObjects(orderedSet(std::move(suggestions)));
               done();
             });
       },

@@ -1,0 +1,308 @@
+#include "storage/StorageFixture.h"
+
+#include <KestrelDatabase/caches/DBCacheStage.h>
+#include <KestrelDatabase/caches/DBCacheVote.h>
+#include <KestrelDatabase/tables/DBTableEvent.h>
+#include <KestrelDatabase/tables/DBTableFantasyCompetition.h>
+#include <KestrelDatabase/tables/DBTablePinnedUniqueTournaments.h>
+#include <KestrelDatabase/tables/DBTablePlayer.h>
+#include <KestrelDatabase/tables/DBTableStage.h>
+#include <KestrelDatabase/tables/DBTableTeam.h>
+#include <KestrelDatabase/tables/DBTableTournament.h>
+#include <KestrelDatabase/tables/DBTableTvChannels.h>
+#include <KestrelPlatform/Clock.h>
+#include <KestrelPlatform/DispatchQueue.h>
+
+#include <cstring>
+#include <map>
+#include <utility>
+
+namespace kestrel::testing {
+
+void StorageTest::SetUp() {
+  platform::Clock::setFixed(static_cast<double>(kNow));
+  dataManager_ = DataManager::forHome(home_.path());
+  ASSERT_FALSE(dataManager_->loadStore());
+  storage_ = StorageManager::forHome(home_.path(), dataManager_);
+  settleStore();
+}
+
+void StorageTest::TearDown() {
+  if (dataManager_ && dataManager_->backgroundContext()) settleStore();
+  storage_.reset();
+  dataManager_.reset();
+  platform::DispatchQueue::main()->waitUntilDrained();
+  platform::Clock::reset();
+}
+
+void StorageTest::settleStore() {
+  for (int round = 0; round < 2; ++round) {
+    if (const auto background = dataManager_->backgroundContext()) background->performAndWait([] {});
+    platform::DispatchQueue::main()->waitUntilDrained();
+  }
+}
+
+DBCacheAbstract& StorageTest::cache(const char* name) const {
+  for (DBCacheAbstract* cache : storage_->allCaches()) {
+    if (std::strcmp(cache->cacheName(), name) == 0) return *cache;
+  }
+  ADD_FAILURE() << "no cache " << name;
+  return *storage_->allCaches()[0];
+}
+
+// ---- Model values ------------------------------------------------------------------------------
+
+model::Event StorageTest::event(std::int64_t id, std::int64_t start, int status,
+                                std::int64_t homeTeam, std::int64_t uniqueTournament) {
+  model::Event event{.ID = id, .startTimestamp = start, .status = model::EventStatus(status)};
+  if (homeTeam != 0) event.homeTeamOriginal = team(homeTeam);
+  if (uniqueTournament != 0) event.tournament = tournament(uniqueTournament);
+  return event;
+}
+
+model::Stage StorageTest::stage(std::int64_t id, std::optional<std::int64_t> start,
+                                std::int64_t parent, std::int64_t uniqueStage) {
+  model::Stage stage{.ID = id, .status = model::EventStatus(3), .startDateTimestamp = start};
+  stage.desc = "Stage " + std::to_string(id);
+  if (parent != 0) {
+    stage.stageEvent = std::make_shared<model::Stage>();
+    stage.stageEvent->ID = parent;
+    stage.stageEvent->startDateTimestamp = start;
+  }
+  if (uniqueStage != 0) {
+    model::StageSeason season;
+    season.ID = uniqueStage * 10;
+    season.uniqueStage = model::UniqueStage{.ID = uniqueStage};
+    stage.stageSeason = season;
+  }
+  return stage;
+}
+
+model::Team StorageTest::team(std::int64_t id) {
+  model::Team team{.ID = id};
+  team.name = "Team " + std::to_string(id);
+  team.sport = model::Sport::sportWithSlug("football");
+  return team;
+}
+
+model::Player StorageTest::player(std::int64_t id, const std::string& sportSlug) {
+  model::Player player{.ID = id};
+  player.name = "Player " + std::to_string(id);
+  player.sport = model::Sport::sportWithSlug(sportSlug);
+  return player;
+}
+
+model::Tournament StorageTest::tournament(std::int64_t uniqueId) {
+  model::Tournament tournament{.ID = uniqueId + 1000};
+  tournament.uniqueId = uniqueId;
+  tournament.name = "League " + std::to_string(uniqueId);
+  return tournament;
+}
+
+model::UniqueTournament StorageTest::uniqueTournament(std::int64_t id) {
+  model::UniqueTournament tournament{.ID = id};
+  tournament.name = "Pinned " + std::to_string(id);
+  return tournament;
+}
+
+void StorageTest::storeOneOfEach() {
+  ASSERT_TRUE(storage_->insertEvent(event(1), false).get());
+  ASSERT_TRUE(storage_->insertEvent(event(2, kNow, 3, 4), true).get());
+  ASSERT_TRUE(storage_->insertStage(stage(3, kNow, 30, 1)).get());
+  ASSERT_TRUE(storage_->insertMutedStage(stage(5)).get());
+  ASSERT_TRUE(storage_->followTeam(team(4), true).get());
+  ASSERT_TRUE(storage_->followPlayer(player(6), true).get());
+  ASSERT_TRUE(storage_->followTournament(tournament(7), true).get());
+  ASSERT_TRUE(storage_->pinUniqueTournament(uniqueTournament(8)).get());
+  ASSERT_TRUE(storage_->saveFantasyCompetition(9).get());
+  ASSERT_TRUE(storage_->saveTvChannelSuggestion({.channelId = 10, .eventId = 1,
+                                                 .startTimestamp = kNow, .approve = true})
+                  .get());
+}
+
+
+// ---- Fresh reads -------------------------------------------------------------------------------
+
+namespace {
+
+template <class Read>
+StorageManager::IDSet readIDs(Read read) {
+  StorageManager::IDSet ids;
+  read([&](StorageManager::IDSet result) { ids = std::move(result); });
+  return ids;
+}
+
+}  // namespace
+
+StorageManager::IDSet StorageTest::storedFavoriteEventIDs() const {
+  return readIDs([&](auto done) { DBTableEvent::getFavoriteEventIDs(storage_->dbQueue(), done); });
+}
+
+StorageManager::IDSet StorageTest::storedMutedEventIDs() const {
+  return readIDs([&](auto done) { DBTableEvent::getMutedEventIDs(storage_->dbQueue(), done); });
+}
+
+StorageManager::IDSet StorageTest::storedFavoriteStageIDs() const {
+  IDSet ids;
+  DBTableStage::getAllFavoriteStages(storage_->dbQueue(), [&](std::vector<model::Stage> stages) {
+    for (const model::Stage& stage : stages) ids.insert(stage.ID);
+  });
+  return ids;
+}
+
+StorageManager::IDSet StorageTest::storedMutedStageIDs() const {
+  IDSet ids;
+  DBTableStage::getMutedStages(storage_->dbQueue(), [&](std::unordered_set<model::Stage> stages) {
+    for (const model::Stage& stage : stages) ids.insert(stage.ID);
+  });
+  return ids;
+}
+
+StorageManager::IDSet StorageTest::storedTeamIDs() const {
+  IDSet ids;
+  DBTableTeam::getTeams(storage_->dbQueue(), [&](std::unordered_set<model::Team> teams) {
+    for (const model::Team& team : teams) ids.insert(team.ID);
+  });
+  return ids;
+}
+
+StorageManager::IDSet StorageTest::storedTeamNotificationIDs() const {
+  return readIDs([&](auto done) { DBTableTeam::getNotificationTeamIDs(storage_->dbQueue(), done); });
+}
+
+StorageManager::IDSet StorageTest::storedPlayerIDs() const {
+  IDSet ids;
+  DBTablePlayer::getPlayers(storage_->dbQueue(), [&](std::unordered_set<model::Player> players) {
+    for (const model::Player& player : players) ids.insert(player.ID);
+  });
+  return ids;
+}
+
+StorageManager::IDSet StorageTest::storedPlayerNotificationIDs() const {
+  return readIDs(
+      [&](auto done) { DBTablePlayer::getNotificationPlayerIDs(storage_->dbQueue(), done); });
+}
+
+StorageManager::IDSet StorageTest::storedTournamentIDs() const {
+  IDSet ids;
+  DBTableTournament::getTournaments(storage_->dbQueue(),
+                                    [&](DBTableTournament::TournamentSet tournaments) {
+                                      for (const model::Tournament& t : tournaments) {
+                                        if (t.uniqueId) ids.insert(*t.uniqueId);
+                                      }
+                                    });
+  return ids;
+}
+
+StorageManager::IDSet StorageTest::storedTournamentNotificationIDs() const {
+  return readIDs([&](auto done) {
+    DBTableTournament::getNotificationTournamentIDs(storage_->dbQueue(), done);
+  });
+}
+
+std::vector<std::int64_t> StorageTest::storedPinnedIDs() const {
+  std::vector<std::int64_t> ids;
+  DBTablePinnedUniqueTournaments::getAllUniqueTournaments(
+      storage_->dbQueue(), [&](std::vector<model::UniqueTournament> tournaments) {
+        for (const model::UniqueTournament& t : tournaments) ids.push_back(t.ID);
+      });
+  return ids;
+}
+
+StorageManager::IDSet StorageTest::storedFantasyIDs() const {
+  return DBTableFantasyCompetition::getCompetitionIds(storage_->dbQueue()).get();
+}
+
+std::string StorageTest::suggestionText(const model::TVChannelSuggestion& suggestion) {
+  const auto number = [](const std::optional<std::int64_t>& value) {
+    return value ? std::to_string(*value) : std::string("-");
+  };
+  return number(suggestion.channelId) + "/" + number(suggestion.eventId) + "/" +
+         number(suggestion.startTimestamp) + "/" + (suggestion.approve ? "yes" : "no");
+}
+
+std::set<std::string> StorageTest::storedTvSuggestions() const {
+  std::set<std::string> texts;
+  DBTableTvChannels::getTvChannelTvChannelSuggestions(
+      storage_->dbQueue(), [&](DBTableTvChannels::SuggestionSet suggestions) {
+        for (const auto& suggestion : suggestions) texts.insert(suggestionText(suggestion));
+      });
+  return texts;
+}
+
+std::set<std::string> StorageTest::storedVotes() const {
+  std::set<std::string> votes;
+  if (auto stored = dataManager_->getVotesForCache().get()) {
+    for (const auto& [key, value] : *stored) votes.insert(key + "=" + value);
+  }
+  return votes;
+}
+
+StorageManager::IDSet StorageTest::storedHighlightIDs() const {
+  const auto stored = dataManager_->getHighlightsForCacheWithCompletion().get();
+  return stored ? IDSet(stored->begin(), stored->end()) : IDSet{};
+}
+
+StorageManager::IDSet StorageTest::storedUniqueStageIDs() const {
+  const auto stored = dataManager_->getUniqueStagesForCacheWithCompletion().get();
+  return stored ? IDSet(stored->begin(), stored->end()) : IDSet{};
+}
+
+// ---- The facade's answers ----------------------------------------------------------------------
+
+std::vector<std::int64_t> StorageTest::pinnedIDs() const {
+  std::vector<std::int64_t> ids;
+  for (const model::UniqueTournament& t : storage_->getPinnedUniqueTournaments()) ids.push_back(t.ID);
+  return ids;
+}
+
+std::set<std::string> StorageTest::tvSuggestions() const {
+  std::set<std::string> texts;
+  for (const auto& suggestion : storage_->getTvChannelSuggestions()) {
+    texts.insert(suggestionText(suggestion));
+  }
+  return texts;
+}
+
+std::set<std::string> StorageTest::cachedVotes() const {
+  std::set<std::string> votes;
+  for (const auto& [key, value] : storage_->cacheVote().getObjectDictionary().snapshot()) {
+    votes.insert(key + "=" + value);
+  }
+  return votes;
+}
+
+void StorageTest::expectCachesAgreeWithStores(const std::string& step) const {
+  SCOPED_TRACE(step);
+  StorageManager& s = *storage_;
+  EXPECT_EQ(s.getFavoriteEventIDs(), storedFavoriteEventIDs());
+  EXPECT_EQ(s.getMutedEventIDs(), storedMutedEventIDs());
+
+  // The stage cache: its objects, its map, and the membership questions.
+  std::map<std::int64_t, std::int64_t> storedMap;
+  DBTableStage::getAllFavoriteStages(s.dbQueue(), [&](std::vector<model::Stage> stages) {
+    for (const model::Stage& stage : stages) storedMap[stage.ID] = DBCacheStageMap::groupHeadOf(stage);
+  });
+  const auto cachedMap = s.cacheStage().getObjectDictionary().snapshot();
+  using StageMap = std::map<std::int64_t, std::int64_t>;
+  EXPECT_EQ(StageMap(cachedMap.begin(), cachedMap.end()), storedMap);
+  IDSet cachedStages;
+  for (const model::Stage& stage : s.getFavoriteStages()) cachedStages.insert(stage.ID);
+  EXPECT_EQ(cachedStages, storedFavoriteStageIDs());
+  const IDSet muted = storedMutedStageIDs();
+  for (std::int64_t id = 0; id <= 64; ++id) {
+    EXPECT_EQ(s.isMutedStage(id), muted.contains(id)) << "stage " << id;
+  }
+
+  EXPECT_EQ(s.getFavoriteTeamIDs(), storedTeamIDs());
+  EXPECT_EQ(s.getNotificationEnabledTeamIDs(), storedTeamNotificationIDs());
+  EXPECT_EQ(s.getFavoritePlayerIDs(), storedPlayerIDs());
+  EXPECT_EQ(s.getNotificationEnabledPlayerIDs(), storedPlayerNotificationIDs());
+  EXPECT_EQ(s.getFavoriteTournamentUniqueIDs(), storedTournamentIDs());
+  EXPECT_EQ(s.getNotificationEnabledTournamentUniqueIDs(), storedTournamentNotificationIDs());
+  EXPECT_EQ(pinnedIDs(), storedPinnedIDs());
+  EXPECT_EQ(s.getAllFantasyCompetitionIds(), storedFantasyIDs());
+  EXPECT_EQ(tvSuggestions(), storedTvSuggestions());
+}
+
+}  // namespace kestrel::testing
