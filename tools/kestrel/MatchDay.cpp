@@ -32,15 +32,11 @@ bool playedBy(std::optional<std::int64_t> start, std::int64_t now) {
   return start && *start < now;
 }
 
-template <class Key, class Compare>
-std::vector<Key> missingFrom(const std::vector<Key>& before, const std::vector<Key>& after,
-                             Compare same) {
-  std::vector<Key> missing;
-  for (const Key& key : before) {
-    if (std::none_of(after.begin(), after.end(),
-                     [&](const Key& other) { return same(key, other); })) {
-      missing.push_back(key);
-    }
+// The entries of the array `before` that the array `after` no longer holds.
+std::vector<Json> missingFrom(const Json& before, const Json& after) {
+  std::vector<Json> missing;
+  for (const Json& entry : before) {
+    if (std::find(after.begin(), after.end(), entry) == after.end()) missing.push_back(entry);
   }
   return missing;
 }
@@ -185,20 +181,19 @@ Json MatchDay::clean() {
   storage.cleanDB();
   settle();
   const Json after = remembered();
-  const auto sameID = [](const Json& a, const Json& b) { return a == b; };
   const std::pair<const char*, const char*> kinds[] = {
       {"chatUpvotes", "upvoted more than 7 days ago"},
       {"chatReports", "reported more than 10 days ago"},
       {"tvSuggestions", "its event started more than 7 days ago"},
       {"highlights", "watched more than 7 days ago"}};
   for (const auto& [kind, why] : kinds) {
-    for (const Json& gone : missingFrom<Json>(before[kind], after[kind], sameID)) {
+    for (const Json& gone : missingFrom(before[kind], after[kind])) {
       Json entry = removal("cleanDB", kind, gone.value("id", std::int64_t{0}), "deleted", why);
       if (gone.contains("event")) entry["event"] = gone["event"];
       removed.push_back(std::move(entry));
     }
   }
-  for (const Json& gone : missingFrom<Json>(votesBefore, votes(), sameID)) {
+  for (const Json& gone : missingFrom(votesBefore, votes())) {
     Json entry = removal("cleanDB", "votes", gone["event"], "deleted",
                          "its event started more than 90 days ago");
     entry["type"] = gone["type"];
