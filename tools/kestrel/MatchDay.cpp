@@ -200,10 +200,14 @@ Json MatchDay::clean() {
     removed.push_back(std::move(entry));
   }
 
-  // The prunings: a row that left the store was deleted; one still stored
-  // that left the favourites list was hidden.
-  const auto compare = [&](const char* step, const char* kind, const auto& was, const auto& is,
-                           const auto& whyDeleted, const auto& whyHidden) {
+  // The prunings, each given what the rows were before it and run as its
+  // argument is made: a row that left the store was deleted; one still
+  // stored that left the favourites list was hidden. Returns the rows after.
+  const auto prune = [&](const char* step, const char* kind, const auto& was,
+                         std::future<bool> done, const auto& reread, const auto& whyDeleted,
+                         const auto& whyHidden) {
+    expect(std::move(done), std::string("run ") + step);
+    auto is = reread();
     for (const auto& [id, row] : was.stored) {
       if (!is.stored.count(id)) {
         removed.push_back(removal(step, kind, id, "deleted", whyDeleted(row)));
@@ -211,6 +215,7 @@ Json MatchDay::clean() {
         removed.push_back(removal(step, kind, id, "hidden", whyHidden(row)));
       }
     }
+    return is;
   };
   const auto finishedEvent = [](const model::Event&) {
     return std::string("finished; no followed team or league owns it");
@@ -225,22 +230,19 @@ Json MatchDay::clean() {
   const auto oldStage = [this](const model::Stage& stage) {
     return whyOld(stage.startDateTimestamp, "");
   };
+  const auto events = [this] { return eventRows(); };
+  const auto stages = [this] { return stageRows(); };
 
-  Rows<model::Event> events = eventRows();
-  expect(storage.deleteFinishedEvents(), "prune the finished events");
-  Rows<model::Event> next = eventRows();
-  compare("deleteFinishedEvents", "events", events, next, finishedEvent, keptEvent);
-  events = std::move(next);
-  expect(storage.deleteOldEvents(), "prune the old events");
-  compare("deleteOldEvents", "events", events, eventRows(), oldEvent, oldEvent);
-
-  Rows<model::Stage> stages = stageRows();
-  expect(storage.deleteFinishedStages(), "prune the finished stages");
-  Rows<model::Stage> nextStages = stageRows();
-  compare("deleteFinishedStages", "stages", stages, nextStages, finishedStage, finishedStage);
-  stages = std::move(nextStages);
-  expect(storage.deleteOldStages(), "prune the old stages");
-  compare("deleteOldStages", "stages", stages, stageRows(), oldStage, oldStage);
+  Rows<model::Event> eventsNow = events();
+  eventsNow = prune("deleteFinishedEvents", "events", eventsNow, storage.deleteFinishedEvents(),
+                    events, finishedEvent, keptEvent);
+  prune("deleteOldEvents", "events", eventsNow, storage.deleteOldEvents(), events, oldEvent,
+        oldEvent);
+  Rows<model::Stage> stagesNow = stages();
+  stagesNow = prune("deleteFinishedStages", "stages", stagesNow, storage.deleteFinishedStages(),
+                    stages, finishedStage, finishedStage);
+  prune("deleteOldStages", "stages", stagesNow, storage.deleteOldStages(), stages, oldStage,
+        oldStage);
   return removed;
 }
 
