@@ -17,11 +17,16 @@ build-debug: deps
 	@cmake --preset debug $(CMAKE_FLAGS) >/dev/null
 	@cmake --build --preset debug -j $(JOBS)
 
+# One match day played through the facade on a fresh demonstration home,
+# then the inspect report of what it left there.
+KESTREL = build/release/tools/kestrel/kestrel
 run: deps
 	@cmake --preset release $(CMAKE_FLAGS) >/dev/null
 	@cmake --build --preset release -j $(JOBS) --target kestrel
-	@build/release/tools/kestrel/kestrel inspect --home $(DEMO_HOME) 2>$(DEMO_HOME).log \
-		|| { cat $(DEMO_HOME).log; exit 1; }
+	@rm -rf $(DEMO_HOME)
+	@$(KESTREL) demo --home $(DEMO_HOME) 2>$(DEMO_HOME).log || { cat $(DEMO_HOME).log; exit 1; }
+	@echo "== kestrel inspect --home $(DEMO_HOME) =="
+	@$(KESTREL) inspect --home $(DEMO_HOME) 2>>$(DEMO_HOME).log || { cat $(DEMO_HOME).log; exit 1; }
 	@echo "(start-up log: $(DEMO_HOME).log)"
 
 test: build-debug

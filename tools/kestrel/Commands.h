@@ -60,4 +60,14 @@ int runPurge(const CommonOptions& options);
 /// creates one.
 int runRefreshDue(const CommonOptions& options);
 
+/// Plays one match day on a fresh home through the facade and the object
+/// store only (see MatchDay.h): follows, favourites, votes and the rest at
+/// the start (--now, else the real time), prints what the screens show half
+/// an hour later, then moves the clock eight days on, refreshes what is due,
+/// cleans, and prints what went away and why, and the screens again. A home
+/// that already holds a database or an object store (a file of no bytes
+/// counts as none) is refused with exit status 1 and left as it was; so is
+/// a step that the storage refuses (the home then holds what came before).
+int runDemo(const CommonOptions& options);
+
 }  // namespace kestrel::tool

@@ -13,12 +13,16 @@
 //                                             the store's votes and highlights
 //   kestrel refresh-due [--home DIR] [--json] [--now SECONDS]
 //                                             event and stage IDs due
+//   kestrel demo    [--home DIR] [--json] [--now SECONDS]
+//                                             one match day played through
+//                                             the facade on a fresh home
 //   every command also takes [--wait SECONDS] (default 10): how long to wait
 //   for another process's lock on the database
 //
 // Options may stand anywhere after the command name. --home falls back to
-// $KESTREL_HOME, then the platform's default home. Only inspect creates a
-// database or an object store; check, purge and refresh-due need
+// $KESTREL_HOME, then the platform's default home. Only inspect and demo
+// create a database or an object store (demo only on a home that holds
+// neither); check, purge and refresh-due need
 // "Documents/kestrel.db" to exist. Nothing but a regular file is ever opened
 // as the database or the store. purge --dry-run purges a copy of both files
 // under the temporary directory and prints the report a purge would print;
@@ -40,7 +44,8 @@
 //      damaged, incompatible, not a database or unreadable; any other
 //      command: no database file, the start path failed (locked, not a
 //      database, not a regular file), the object store could not be used, or
-//      an operation failed
+//      an operation failed; demo: the home already holds a database or an
+//      object store, or a step of the day was refused
 //   2  usage error: unknown command or option, bad option value (--now not
 //      a finite number, --wait not a finite number of seconds >= 0, empty
 //      --home)
@@ -141,6 +146,10 @@ int main(int argc, char** argv) {
                  "Report what a purge would delete and hide, changing nothing");
   addCommand("refresh-due", "List the events and stages whose data is due for a refresh", true,
              tool::runRefreshDue);
+  addCommand("demo",
+             "Play one match day through the storage facade on a fresh home: what the screens "
+             "show, then a week later what the cleaning removed and why",
+             true, tool::runDemo);
 
   try {
     app.parse(argc, argv);
