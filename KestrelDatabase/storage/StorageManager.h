@@ -268,8 +268,9 @@ class StorageManager : public std::enable_shared_from_this<StorageManager> {
   /// (false); a stage inserted enters the stage cache.
   [[nodiscard]] std::future<bool> insertEntityOwnedStage(const model::Stage& stage);
   void insertEntityOwnedStage(const model::Stage& stage, BoolHandler handler);
-  /// Rewrites the stage's row; a cached stage is replaced in the cache on
-  /// success (or leaves it when its start left the window).
+  /// Rewrites the stage's row with the values the stage has (one it lacks
+  /// stays as stored). On success a cached stage is replaced in the cache by
+  /// its row as now stored (or leaves it when its start left the window).
   [[nodiscard]] std::future<bool> updateStage(const model::Stage& stage);
   void updateStage(const model::Stage& stage, BoolHandler handler);
   /// Sets the row's mute flag; the muted cache is re-read after it.

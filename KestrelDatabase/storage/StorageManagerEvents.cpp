@@ -285,17 +285,21 @@ void StorageManager::updateStage(const model::Stage& stage, BoolHandler handler)
     DBTableStage::updateStage(stage, dbQueue_, done);
   });
   if (ok) {
-    // A stage without a start keeps the stored one, and so its place.
     const bool hasStart =
         stage.startDateTimestamp || (stage.stageEvent && stage.stageEvent->startDateTimestamp);
-    const bool inWindow = !hasStart || startsInFavoriteWindow(stage);
     if (isFavoriteStage(stage.ID)) {
-      if (inWindow) {
-        cacheStage_->cacheStage(stage);
+      // The update leaves every column the stage lacks (its start, parent,
+      // unique stage, ...) as stored: the cache takes the row as it now is.
+      const std::optional<model::Stage> stored =
+          runTable(std::optional<model::Stage>{}, [&](StageHandler done) {
+            DBTableStage::getStage(stage.ID, dbQueue_, done);
+          });
+      if (stored && startsInFavoriteWindow(*stored)) {
+        cacheStage_->cacheStage(*stored);
       } else {
         cacheStage_->removeStage(stage.ID);
       }
-    } else if (hasStart && inWindow) {
+    } else if (hasStart && startsInFavoriteWindow(stage)) {
       // A row the cache does not hold may have moved into the window; only
       // the table knows whether it exists and is not hidden.
       reload(*cacheStage_);

@@ -199,6 +199,24 @@ TEST_F(StorageManagerCacheRuleTest, PinningAgainMovesTheTournamentOutFirstAndInA
   EXPECT_GE(writes, 2);
 }
 
+TEST_F(StorageManagerCacheRuleTest, AStageUpdatedWithoutSomeOfItsPartsStaysCachedAsItsRowIs) {
+  // The update keeps the stored parent, unique stage and start of a stage
+  // that lacks them; the cache must keep them too, or a later delete by
+  // unique stage leaves the stage cached after its row went.
+  ASSERT_TRUE(storage_->insertStage(stage(3, kNow, 30, 1)).get());
+  model::Stage partial = stage(3, std::nullopt);
+  partial.desc = "Renamed";
+  ASSERT_TRUE(storage_->updateStage(partial).get());
+  expectCachesAgreeWithStores("after the partial update");
+  EXPECT_EQ(storage_->getFavoriteStageIDsInGroup(30), IDSet{3});
+  ASSERT_EQ(storage_->getFavoriteStages().size(), 1u);
+  EXPECT_EQ(storage_->getFavoriteStages()[0].desc, "Renamed");
+
+  ASSERT_TRUE(storage_->deleteStagesWithUniqueStageID(1).get());
+  EXPECT_FALSE(storage_->isFavoriteStage(3));
+  expectCachesAgreeWithStores("after the delete by unique stage");
+}
+
 TEST_F(StorageManagerCacheRuleTest, AFantasyCompetitionIsCachedAfterItsRowAndUncachedBeforeIt) {
   int writes = 0;
   observeWrites(DBTableFantasyCompetition::kTableName, [&](std::int64_t id) {
