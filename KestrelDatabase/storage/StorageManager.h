@@ -422,14 +422,17 @@ class StorageManager : public std::enable_shared_from_this<StorageManager> {
   using UnsavedVotesHandler = std::function<void(std::vector<model::UnsavedVote> votes)>;
 
   /// Puts the value into the vote cache at once, then saves the vote
-  /// (replacing the value and add flag of a stored one).
+  /// (replacing the value and add flag of a stored one). After the save the
+  /// cache is re-read when it failed, or when the cache does not show the
+  /// value (its own read, in flight when the value was put, replaced it).
   [[nodiscard]] std::future<bool> save(model::NMEventVoteValue vote, model::NMEventVoteType type,
                                        std::int64_t eventId, std::int64_t eventTimestamp,
                                        bool isAddSuccessful);
   void save(model::NMEventVoteValue vote, model::NMEventVoteType type, std::int64_t eventId,
             std::int64_t eventTimestamp, bool isAddSuccessful, BoolHandler handler);
   /// Puts the new value into the vote cache at once, then edits the stored
-  /// vote (false when there is none; the cache is re-read then).
+  /// vote (false when there is none). The cache is re-read after it as
+  /// after save().
   [[nodiscard]] std::future<bool> edit(model::NMEventVoteValue vote, model::NMEventVoteType type,
                                        std::int64_t eventId, bool isEditSuccessful);
   void edit(model::NMEventVoteValue vote, model::NMEventVoteType type, std::int64_t eventId,
@@ -597,6 +600,10 @@ class StorageManager : public std::enable_shared_from_this<StorageManager> {
   void leaveStageCacheUnlessInWindow(const model::Stage& stage);
   // The IDs of the event rows an unfollow's cascade deletes, read first.
   IDSet eventsOwnedBy(const std::string& ownedEventsQuery) const;
+  // The handler given to the store by a vote save or edit: it re-reads the
+  // vote cache when the write failed or the cache does not show its value.
+  BoolHandler afterVoteWrite(model::NMEventVoteValue vote, model::NMEventVoteType type,
+                             std::int64_t eventId, BoolHandler handler);
   // Registers the store-change handler with the DataManager (weakly held).
   void registerWithDataManager();
 

@@ -50,13 +50,7 @@ void StorageManager::save(model::NMEventVoteValue vote, model::NMEventVoteType t
                           BoolHandler handler) {
   cacheVote_->cacheObject(valueText(vote), voteCacheKey(eventId, type));
   dataManager_->saveVote(eventId, eventTimestamp, typeText(type), valueText(vote),
-                         isAddSuccessful,
-                         exactlyOnce(false, [weak = weak_from_this(), handler](bool ok) {
-                           if (!ok) {
-                             if (const auto self = weak.lock()) reload(*self->cacheVote_);
-                           }
-                           deliver(handler, ok);
-                         }));
+                         isAddSuccessful, afterVoteWrite(vote, type, eventId, std::move(handler)));
 }
 
 std::future<bool> StorageManager::edit(model::NMEventVoteValue vote, model::NMEventVoteType type,
@@ -69,14 +63,27 @@ std::future<bool> StorageManager::edit(model::NMEventVoteValue vote, model::NMEv
 void StorageManager::edit(model::NMEventVoteValue vote, model::NMEventVoteType type,
                           std::int64_t eventId, bool isEditSuccessful, BoolHandler handler) {
   cacheVote_->cacheObject(valueText(vote), voteCacheKey(eventId, type));
+  // False also when there was no vote to edit.
   dataManager_->editVote(eventId, typeText(type), valueText(vote), isEditSuccessful,
-                         exactlyOnce(false, [weak = weak_from_this(), handler](bool ok) {
-                           // False also when there was no vote to edit.
-                           if (!ok) {
-                             if (const auto self = weak.lock()) reload(*self->cacheVote_);
-                           }
-                           deliver(handler, ok);
-                         }));
+                         afterVoteWrite(vote, type, eventId, std::move(handler)));
+}
+
+StorageManager::BoolHandler StorageManager::afterVoteWrite(model::NMEventVoteValue vote,
+                                                           model::NMEventVoteType type,
+                                                           std::int64_t eventId,
+                                                           BoolHandler handler) {
+  return exactlyOnce(false, [weak = weak_from_this(), key = voteCacheKey(eventId, type),
+                             value = valueText(vote), handler = std::move(handler)](bool ok) {
+    if (const auto self = weak.lock()) {
+      // The value put into the cache at the start is lost when the cache's
+      // own read was in flight then (after creation, reInit() or a purge):
+      // that read, sent before the write, answers without it. A write that
+      // failed, or whose value the cache does not show, re-reads the cache,
+      // after the write.
+      if (!ok || self->cacheVote_->getObjectForKey(key) != value) reload(*self->cacheVote_);
+    }
+    deliver(handler, ok);
+  });
 }
 
 std::future<bool> StorageManager::markAsAdded(std::int64_t eventId, model::NMEventVoteType type) {

@@ -13,6 +13,7 @@
 #include <KestrelDatabase/tables/DBTablePinnedUniqueTournaments.h>
 #include <KestrelDatabase/tables/DBTableTeam.h>
 #include <KestrelPlatform/Clock.h>
+#include <KestrelPlatform/DispatchQueue.h>
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -256,6 +257,28 @@ TEST_F(StorageManagerCacheRuleTest, AVoteSavedOrEditedIsInTheCacheBeforeTheStore
   settleStore();
   EXPECT_EQ(cachedVotes(), storedVotes());
   EXPECT_EQ(storedVotes(), std::set<std::string>{"5-bothTeamsToScore=no"});
+}
+
+TEST_F(StorageManagerCacheRuleTest, AVoteWrittenWhileTheCacheIsBeingReadIsShownOnceWritten) {
+  // reInit() sends the vote cache's read; held behind the store's queue, it
+  // is answered before the write is done, without the value put in first.
+  // The write starts on the main queue, where it does not wait for the store.
+  const auto type = NMEventVoteType(0);
+  const auto writeWhileReading = [&](const std::function<std::future<bool>()>& write) {
+    std::future<bool> written;
+    holdingTheStore([&] {
+      storage_->reInit();
+      platform::DispatchQueue::main()->sync([&] { written = write(); });
+    });
+    ASSERT_EQ(written.wait_for(kHang), std::future_status::ready);
+    EXPECT_TRUE(written.get());
+    settleStore();
+  };
+  writeWhileReading([&] { return storage_->save(NMEventVoteValue(1), type, 5, kNow + 100, true); });
+  EXPECT_EQ(storage_->getVote(5, type), NMEventVoteValue(1));
+  writeWhileReading([&] { return storage_->edit(NMEventVoteValue(2), type, 5, true); });
+  EXPECT_EQ(storage_->getVote(5, type), NMEventVoteValue(2));
+  EXPECT_EQ(cachedVotes(), storedVotes());
 }
 
 TEST_F(StorageManagerCacheRuleTest, EditingAVoteThatIsNotStoredReportsFalseAndForgetsTheValue) {
