@@ -39,8 +39,13 @@
 //     ready when returned. Like every table operation they block while the
 //     queue is busy with another thread's block.
 //   - Object-store operations (votes, highlights, unique stages, score
-//     suggestions, recent searches, player-value votes, news items) return
-//     at once. Their handlers run where DataManager calls its completions:
+//     suggestions, recent searches, player-value votes, news items) do not
+//     wait for their result. Off the main queue, though, the reads they start
+//     with (every fetch; the vote save, edit and marks look their record up
+//     first) run on the calling thread and wait for the store's background
+//     queue, which may be busy with a save that needs the main queue; on the
+//     main queue they are queued and return at once. Their handlers run
+//     where DataManager calls its completions:
 //     on its background queue, or on the main queue inside the main
 //     context's save (see DataManager.h); a failure that DataManager drops
 //     silently still reaches the handler, once, with the failure value,
@@ -158,7 +163,8 @@ class StorageManager : public std::enable_shared_from_this<StorageManager> {
   /// more than 7 days ago, the TV channel cache emptied, the old TV channel
   /// answers (whose completion queues the cache's refill on the main queue,
   /// holding the facade weakly), the votes of events older than 90 days.
-  /// Until the main queue has run the refill, the TV channel cache is empty.
+  /// Until the main queue has run the refill, the TV channel cache holds
+  /// nothing (getTvChannelSuggestions() meanwhile reads the table itself).
   void cleanDB();
   /// Empties the followed-event and muted-event caches; nothing is re-read
   /// until their next use.
