@@ -25,6 +25,7 @@
 #include <vector>
 
 #include "storage/StorageFixture.h"
+#include "support/QueueGate.h"
 
 namespace kestrel {
 namespace {
@@ -66,15 +67,11 @@ class StorageManagerCacheRuleTest : public testing::StorageTest {
   /// Runs `block` on the object store's background queue while `whileHeld`
   /// runs here: nothing the store is asked meanwhile can happen.
   void holdingTheStore(const std::function<void()>& whileHeld) {
-    std::promise<void> release;
-    std::promise<void> holding;
-    dataManager_->backgroundContext()->perform([&] {
-      holding.set_value();
-      release.get_future().wait();
-    });
-    holding.get_future().wait();
+    const testing::QueueGate gate;
+    dataManager_->backgroundContext()->perform(gate.block());
+    gate.waitUntilHeld();
     whileHeld();
-    release.set_value();
+    gate.release();
   }
 
   /// Waits (as a condition, bounded only to detect a hang) until `condition` holds.

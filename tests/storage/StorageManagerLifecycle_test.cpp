@@ -16,6 +16,7 @@
 #include <thread>
 
 #include "storage/StorageFixture.h"
+#include "support/QueueGate.h"
 
 namespace kestrel {
 namespace {
@@ -62,14 +63,10 @@ class StorageManagerLifecycleTest : public testing::StorageTest {
     ASSERT_TRUE(storedFavoriteEventIDs().contains(70));
   }
 
-  /// Keeps the main queue busy until `release` is set.
-  static void holdMainQueue(std::promise<void>& release) {
-    std::promise<void> holding;
-    platform::DispatchQueue::main()->async([&release, &holding] {
-      holding.set_value();
-      release.get_future().wait();
-    });
-    holding.get_future().wait();
+  /// Keeps the main queue busy until `gate` is released.
+  static void holdMainQueue(const testing::QueueGate& gate) {
+    platform::DispatchQueue::main()->async(gate.block());
+    gate.waitUntilHeld();
   }
 
   bool migrated() const {
@@ -232,12 +229,12 @@ TEST_F(StorageManagerLifecycleTest, CleanDBLeavesTheTvChannelCacheEmptyUntilTheM
   auto& tv = dynamic_cast<DBCacheTvChannels&>(cache("DBCacheTvChannels"));
 
   // Hold the main queue: the refill cleanDB queues there cannot run yet.
-  std::promise<void> release;
-  holdMainQueue(release);
+  const testing::QueueGate gate;
+  holdMainQueue(gate);
   storage_->cleanDB();
   EXPECT_FALSE(tv.objects().has_value());
   EXPECT_EQ(storedTvSuggestions().size(), 1u);
-  release.set_value();
+  gate.release();
   settleStore();
 
   ASSERT_TRUE(tv.objects().has_value());
@@ -245,11 +242,11 @@ TEST_F(StorageManagerLifecycleTest, CleanDBLeavesTheTvChannelCacheEmptyUntilTheM
 }
 
 TEST_F(StorageManagerLifecycleTest, TheTvChannelRefillOfAFacadeGoneMeanwhileDoesNothing) {
-  std::promise<void> release;
-  holdMainQueue(release);
+  const testing::QueueGate gate;
+  holdMainQueue(gate);
   storage_->cleanDB();
   storage_.reset();
-  release.set_value();
+  gate.release();
   platform::DispatchQueue::main()->waitUntilDrained();
   storage_ = StorageManager::forHome(home_.path(), dataManager_);
   EXPECT_TRUE(storage_->getTvChannelSuggestions().empty());
