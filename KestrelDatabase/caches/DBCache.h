@@ -143,26 +143,30 @@ class DBCache : public DBCacheAbstract {
   }
 
   /// The install of a fill that keeps objects and IDs: first the objects,
-  /// then a new set of IDs with each object's key (`keyOf` returns the ID,
-  /// or nothing for an object without one).
+  /// then a new set of IDs with the key of every object read (`keyOf`
+  /// returns the ID, or nothing for an object without one). The keys are
+  /// taken from everything read, also from an object the ordered set leaves
+  /// out as equal to an earlier one, so the IDs are the store's.
   template <class Range, class KeyOf>
   void installObjectsWithIDs(Range&& range, KeyOf keyOf) {
-    setObjects(orderedSet(std::forward<Range>(range)));
     IDSet ids;
-    for (const Object& object : *objects_) {
+    for (const Object& object : range) {
       if (const std::optional<std::int64_t> id = keyOf(object)) ids.insert(*id);
     }
+    setObjects(orderedSet(std::forward<Range>(range)));
     setIDs(std::move(ids));
   }
 
   /// The waiting fill of a cache that keeps objects and IDs: the objects
-  /// `read` delivers (in its order), and their keys as the IDs.
+  /// `read` delivers (in its order), and their keys as the IDs. A read that
+  /// failed installs nothing: the containers stay absent, and the next
+  /// operation reads again.
   template <class Result, class KeyOf>
-  void fillObjectsWithIDsAndWait(void (*read)(const Queue&, const std::function<void(Result)>&),
-                                 KeyOf keyOf) {
+  void fillObjectsWithIDsAndWait(
+      void (*read)(const Queue&, const std::function<void(ReadResult<Result>)>&), KeyOf keyOf) {
     fillAndWait([this, read, keyOf](const Queue& queue, const Signal& done) {
-      read(queue, [this, &done, keyOf](Result result) {
-        installObjectsWithIDs(std::move(result), keyOf);
+      read(queue, [this, &done, keyOf](ReadResult<Result> result) {
+        if (result) installObjectsWithIDs(std::move(*result), keyOf);
         done();
       });
     });

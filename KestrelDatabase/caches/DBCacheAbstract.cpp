@@ -78,8 +78,8 @@ void DBCacheAbstract::fillAndWait(const Request& request,
 
 void DBCacheAbstract::fillIDsAndWait(ReadIDs read) {
   fillAndWait([this, read](const Queue& queue, const Signal& done) {
-    read(queue, [this, &done](kestrel::IDSet ids) {
-      setIDs(IDSet(ids.begin(), ids.end()));
+    read(queue, [this, &done](ReadResult<kestrel::IDSet> ids) {
+      if (ids) setIDs(IDSet(ids->begin(), ids->end()));
       done();
     });
   });

@@ -12,9 +12,13 @@
 // containers (fill(), overridden by each cache). Most caches read their
 // table through the database queue and wait for the answer on a counting
 // semaphore, without a time-out (fillAndWait()); three ask the object store
-// and return at once, their containers arriving later. A cache whose queue
-// is gone (the queue is held weakly) sends no request and does not wait:
-// its containers stay absent.
+// and return at once, their containers arriving later. A read that fails
+// (the file locked by another process past the busy wait, an I/O error)
+// installs nothing: the containers stay absent, the cache answers as an
+// unfilled one (no IDs), and the next operation reads again, so an empty set
+// is never taken for the store's contents. A cache whose queue is gone (the
+// queue is held weakly) sends no request and does not wait: its containers
+// stay absent.
 //
 // Thread-safety: every operation may be called from any thread. Each cache
 // has one recursive lock, held for the whole of every operation (fills

@@ -5,8 +5,8 @@
 // head's ID.
 //
 // Fills when the dictionary or the objects are absent, from the cache's read,
-// waiting for it: the objects first, then a new map with one entry per stage.
-// The IDs stay absent.
+// waiting for it: the objects first, then a new map with one entry per stage
+// (nothing when the read failed). The IDs stay absent.
 //
 // Thread-safety and ownership: as DBCacheAbstract.
 #pragma once
@@ -28,15 +28,19 @@ class DBCacheStageMap : public DBCache<model::Stage> {
  protected:
   using DBCache::DBCache;
 
-  /// The waiting fill from `read` (a list or a set of stages).
+  /// The waiting fill from `read` (a list or a set of stages). A read that
+  /// failed installs nothing: the containers stay absent.
   template <class Stages>
-  void fillStagesAndWait(void (*read)(const Queue&, const std::function<void(Stages)>&)) {
+  void fillStagesAndWait(
+      void (*read)(const Queue&, const std::function<void(ReadResult<Stages>)>&)) {
     if (dictionary() && objects()) return;
     fillAndWait([this, read](const Queue& queue, const Signal& done) {
-      read(queue, [this, &done](Stages stages) {
-        setObjects(orderedSet(std::move(stages)));
-        setDictionary(Dictionary{});
-        for (const model::Stage& stage : *objects()) mapStage(stage);
+      read(queue, [this, &done](ReadResult<Stages> stages) {
+        if (stages) {
+          setObjects(orderedSet(std::move(*stages)));
+          setDictionary(Dictionary{});
+          for (const model::Stage& stage : *objects()) mapStage(stage);
+        }
         done();
       });
     });

@@ -18,7 +18,26 @@ DBCacheTournament::DBCacheTournament(WeakQueue queue)
 
 void DBCacheTournament::fill() {
   if (IDs() && objects()) return;
-  fillObjectsWithIDsAndWait(&DBTableTournament::getTournaments, uniqueIdOf);
+  fillAndWait([this](const Queue& queue, const Signal& done) {
+    DBTableTournament::getTournaments(
+        queue, [this, &done](ReadResult<DBTableTournament::TournamentSet> tournaments) {
+          if (tournaments) {
+            // One object per followed league, as the table has one row per
+            // unique tournament: two leagues whose tournaments share an ID
+            // (none stored: 0) are two leagues, not one.
+            IDSet ids;
+            Objects objects;
+            objects.reserve(tournaments->size());
+            for (auto& tournament : *tournaments) {
+              if (tournament.uniqueId) ids.insert(*tournament.uniqueId);
+              objects.push_back(tournament);
+            }
+            setObjects(std::move(objects));
+            setIDs(std::move(ids));
+          }
+          done();
+        });
+  });
 }
 
 void DBCacheTournament::cacheTournament(const model::Tournament& tournament) {

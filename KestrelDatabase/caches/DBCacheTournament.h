@@ -2,11 +2,15 @@
 // ("is this league followed?") and the tournament objects, in the order the
 // table's set delivered them, then as cached.
 //
-// The cache keys everything by `uniqueId`, as the table does, not by the
-// tournament's own ID: the IDs are unique tournament IDs, and two tournament
-// objects of one unique tournament never sit side by side (the objects are a
-// set by uniqueId, also for cacheObject() and removeObjectFromCache()). A
-// tournament without a uniqueId adds no ID.
+// The IDs are unique tournament IDs (`uniqueId`, the table's key), not the
+// tournaments' own IDs; a tournament without a uniqueId adds no ID. The
+// typed operations find a cached tournament by its uniqueId, so two
+// tournament objects of one unique tournament never sit side by side after
+// cacheTournament(). The base object operations (cacheObject(),
+// removeObjectFromCache()) use the model's equality, by the tournament's own
+// ID, as for every cache of model objects. A fill installs one object per
+// row read, also when two leagues' tournaments share an ID (none stored
+// reads as 0), so that no followed league goes missing from the objects.
 //
 // Fills when its IDs or its objects are absent, from
 // DBTableTournament::getTournaments(), waiting for the read: the objects
@@ -23,9 +27,7 @@
 
 namespace kestrel {
 
-class DBCacheTournament final
-    : public DBCache<model::Tournament, std::int64_t, std::int64_t, DBTableTournament::SameUniqueId,
-                     DBTableTournament::UniqueIdHash> {
+class DBCacheTournament final : public DBCache<model::Tournament> {
  public:
   /// Holds the queue weakly and fills the cache, waiting for the read.
   explicit DBCacheTournament(WeakQueue queue);

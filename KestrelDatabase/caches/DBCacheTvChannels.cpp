@@ -15,8 +15,8 @@ void DBCacheTvChannels::fill() {
   fillAndWait(
       [this](const Queue& queue, const Signal& done) {
         DBTableTvChannels::getTvChannelTvChannelSuggestions(
-            queue, [this, &done](DBTableTvChannels::SuggestionSet suggestions) {
-              setObjects(orderedSet(std::move(suggestions)));
+            queue, [this, &done](ReadResult<DBTableTvChannels::SuggestionSet> suggestions) {
+              if (suggestions) setObjects(orderedSet(std::move(*suggestions)));
               done();
             });
       },

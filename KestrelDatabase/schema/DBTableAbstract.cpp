@@ -20,11 +20,21 @@ void DBTableAbstract::requireOutsideQueue(const FMDatabaseQueue& queue) {
 void DBTableAbstract::runStatement(const std::string& statement,
                                    const std::shared_ptr<FMDatabaseQueue>& queue,
                                    const BoolCompletion& completion, bool needsNewRow) {
+  runWrite(queue, [&](FMDatabase& db) {
+    return db.executeUpdate(statement) && (!needsNewRow || db.changes() > 0);
+  }, completion);
+}
+
+void DBTableAbstract::runWrite(const std::shared_ptr<FMDatabaseQueue>& queue,
+                               platform::FunctionRef<bool(FMDatabase& db)> work,
+                               const BoolCompletion& completion) {
   if (!queue) return;
-  queue->inTransaction([&](FMDatabase* db, bool*) {
-    // No connection (the queue could not reopen it) is a failed statement.
-    const bool success =
-        db != nullptr && db->executeUpdate(statement) && (!needsNewRow || db->changes() > 0);
+  requireOutsideQueue(*queue);
+  queue->inDatabase([&](FMDatabase* db) {
+    // No connection (the queue could not reopen it) is a failed write. The
+    // completion hears the outcome once the transaction has committed (or
+    // failed to), still inside the queue's block.
+    const bool success = db != nullptr && db->runWriteTransaction([&] { return work(*db); });
     if (completion) completion(success);
   });
 }

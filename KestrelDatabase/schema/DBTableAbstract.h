@@ -70,14 +70,19 @@
 // Completions of the checked forms follow the table rules: a null queue does
 // no work and calls nothing; otherwise the completion is called exactly
 // once, with false at once (outside the queue) when the write is refused or
-// the builder gives no text, else inside the transaction.
+// the builder gives no text, else after the transaction has committed (or
+// failed to), still inside the queue's block. Every write of every table
+// runs through runWrite(): true means committed, so on disk.
 //
 // ---- Reads and shared mechanics ----------------------------------------------
 //
 // A read runs its query in one inDatabase block and calls its completion
-// exactly once inside it, with what it read, or with an empty result when the
-// query failed or the queue could not reopen its connection. A null queue or
-// an empty completion does nothing. readIDs() collects one integer column
+// exactly once inside it, with what it read (ReadResult.h), or with
+// std::nullopt when the read failed: the query could not be prepared, a step
+// ended in an error (a lock held past the busy wait, an I/O error; the rows
+// read before it are dropped, never delivered as the whole answer), or the
+// queue could not reopen its connection. Each failure is logged once where it
+// happened. A null queue or an empty completion does nothing. readIDs() collects one integer column
 // (with bound arguments for values from outside the code), readRows() maps
 // every row into a container, forEachRow() visits the rows of a query inside
 // a block the caller already holds, and deleteSelectedRows() deletes, inside
@@ -95,6 +100,7 @@
 #include <KestrelDatabase/schema/NewSQLBuilder.h>
 #include <KestrelDatabase/schema/SplicedStatement.h>
 #include <KestrelDatabase/schema/TableColumns.h>
+#include <KestrelDatabase/sql/ReadResult.h>
 #include <KestrelModel/FieldTranslations.h>
 #include <KestrelPlatform/FunctionRef.h>
 
@@ -120,10 +126,11 @@ using BoolCompletion = std::function<void(bool success)>;
 
 /// A set of entity IDs as the table layer reads and takes them (ascending).
 using IDSet = std::set<std::int64_t>;
-/// A read's completion with a set of IDs (possibly empty).
-using IDSetCompletion = std::function<void(IDSet ids)>;
-/// A read's completion with a row count.
-using CountCompletion = std::function<void(int count)>;
+/// A read's completion with a set of IDs (possibly empty; std::nullopt when
+/// the read failed).
+using IDSetCompletion = std::function<void(ReadResult<IDSet> ids)>;
+/// A read's completion with a row count (std::nullopt when the read failed).
+using CountCompletion = std::function<void(ReadResult<int> count)>;
 
 class DBTableAbstract {
  public:
@@ -137,12 +144,17 @@ class DBTableAbstract {
 
   // ---- Generic delete / update --------------------------------------------
 
-  /// Runs the statement in a transaction on the queue and passes its success
-  /// to the completion, inside the still open transaction, before returning.
-  /// The transaction commits even when the statement failed. A null queue
-  /// does nothing and calls no completion; a queue that cannot reopen its
-  /// connection reports false. Only for texts made entirely by the code;
-  /// anything holding an outside value goes through the checked forms.
+  /// Runs the statement in an exclusive transaction on the queue, commits,
+  /// and then passes the outcome to the completion (inside the queue's
+  /// block, before returning): true only when the statement succeeded and
+  /// the COMMIT did, so a write that reports true is on disk. (The completion
+  /// is called after the commit, not inside the open transaction, so that a
+  /// COMMIT that fails on a full disk is reported as the failure it is.) A
+  /// transaction that cannot begin runs nothing and reports false; a failed
+  /// COMMIT is rolled back. A null queue does nothing and calls no
+  /// completion; a queue that cannot reopen its connection reports false.
+  /// Only for texts made entirely by the code; anything holding an outside
+  /// value goes through the checked forms.
   static void deleteRows(const std::string& statement,
                          const std::shared_ptr<FMDatabaseQueue>& queue,
                          const BoolCompletion& completion = {});
@@ -221,27 +233,25 @@ class DBTableAbstract {
 
   // ---- Reads and shared mechanics (rules above) ------------------------------
 
-  /// How an ID column is read: its low 32 bits, as most tables have always
-  /// read their IDs, or the full 64-bit value.
-  enum class IDWidth { k32Bit, k64Bit };
-
-  /// Runs `sql` and collects `column` of every row into a set (the column is
-  /// looked up once per result set; a row whose column is NULL or missing
-  /// gives 0).
-  static void readIDs(const std::string& sql, std::string_view column, IDWidth width,
+  /// Runs `sql` and collects `column` of every row into a set, as 64-bit
+  /// integers: every ID the layer reads is 64-bit, also where an ID was
+  /// once read as a 32-bit integer (which turned an ID above 2^31 into its
+  /// low 32 bits). The column is looked up once per result set; a row whose
+  /// column is NULL or missing gives 0.
+  static void readIDs(const std::string& sql, std::string_view column,
                       const std::shared_ptr<FMDatabaseQueue>& queue,
                       const IDSetCompletion& completion);
   /// The same for a query whose "?" are bound to `arguments`: the form for
   /// a value from outside the code (a slug the server sent), which binding
   /// keeps from ever reading as SQL or as a column.
   static void readIDs(const std::string& sql, const std::vector<Value>& arguments,
-                      std::string_view column, IDWidth width,
-                      const std::shared_ptr<FMDatabaseQueue>& queue,
+                      std::string_view column, const std::shared_ptr<FMDatabaseQueue>& queue,
                       const IDSetCompletion& completion);
 
   using RowVisitor = platform::FunctionRef<void(const FMResultSet& row)>;
   /// Runs `sql` on a connection the caller holds (inside a queue block) and
-  /// visits every row in order. False when the query failed.
+  /// visits every row in order. False when the query failed, to prepare or
+  /// at any step (then the rows visited are not the whole answer).
   static bool forEachRow(FMDatabase& db, const std::string& sql, RowVisitor visit);
   static bool forEachRow(FMDatabase& db, const std::string& sql,
                          const std::vector<Value>& arguments, RowVisitor visit);
@@ -255,33 +265,45 @@ class DBTableAbstract {
   static bool deleteSelectedRows(FMDatabase& db, const std::string& selection,
                                  const TableColumns& table, std::string_view key);
 
+  /// The one write path of every table operation: runs `work` on the
+  /// connection in an exclusive transaction (FMDatabase::runWriteTransaction:
+  /// what `work` did is committed whatever it reports), then calls the
+  /// completion with `work`'s report AND the commit's success, inside the
+  /// queue's block. A null queue does nothing and calls no completion.
+  static void runWrite(const std::shared_ptr<FMDatabaseQueue>& queue,
+                       platform::FunctionRef<bool(FMDatabase& db)> work,
+                       const BoolCompletion& completion);
+
   /// Runs `block` in one inDatabase block of the queue; `db` is null when
   /// the queue could not reopen its connection. Nothing runs without a queue.
   static void readInDatabase(const std::shared_ptr<FMDatabaseQueue>& queue,
                              platform::FunctionRef<void(FMDatabase* db)> block);
 
   /// Runs `sql`, maps every row with `map` (a callable taking the row, which
-  /// may keep state across rows) and hands the container to the completion:
-  /// a vector keeps the row order, a set type inserts. REQUIRES: the
-  /// completion is non-empty for anything to run.
+  /// may keep state across rows) and hands the container to the completion
+  /// (std::nullopt when the read failed): a vector keeps the row order, a
+  /// set type inserts. REQUIRES: the completion is non-empty for anything
+  /// to run.
   template <class Container, class Map>
   static void readRows(const std::string& sql, const std::shared_ptr<FMDatabaseQueue>& queue,
-                       Map map, const std::function<void(Container)>& completion) {
+                       Map map, const std::function<void(ReadResult<Container>)>& completion) {
     if (!queue || !completion) return;
     readInDatabase(queue, [&](FMDatabase* db) {
       Container rows;
-      if (db) {
-        forEachRow(*db, sql, [&](const FMResultSet& row) {
-          if constexpr (requires { rows.push_back(map(row)); }) {
-            rows.push_back(map(row));
-          } else {
-            rows.insert(map(row));
-          }
-        });
-      }
-      completion(std::move(rows));
+      const bool read = db != nullptr && forEachRow(*db, sql, [&](const FMResultSet& row) {
+        if constexpr (requires { rows.push_back(map(row)); }) {
+          rows.push_back(map(row));
+        } else {
+          rows.insert(map(row));
+        }
+      });
+      completion(read ? ReadResult<Container>(std::move(rows)) : std::nullopt);
     });
   }
+  /// Runs a single-value query (a count) with intForQuery and hands the
+  /// value to the completion, or std::nullopt when the query failed.
+  static void readCount(const std::string& sql, const std::shared_ptr<FMDatabaseQueue>& queue,
+                        const CountCompletion& completion);
 
   /// Whether every required argument is present (an optional with a value,
   /// a non-null pointer).

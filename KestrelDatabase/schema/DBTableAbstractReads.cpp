@@ -21,38 +21,51 @@ bool DBTableAbstract::forEachRow(FMDatabase& db, const std::string& sql, RowVisi
 bool DBTableAbstract::forEachRow(FMDatabase& db, const std::string& sql,
                                  const std::vector<Value>& arguments, RowVisitor visit) {
   const auto resultSet = db.executeQuery(sql, arguments);
-  if (!resultSet) return false;
-  while (resultSet->next()) visit(*resultSet);
-  return true;
+  if (!resultSet) return false;  // logged by the connection
+  FMError error;
+  while (resultSet->nextWithError(&error)) visit(*resultSet);
+  // The loop ends at the last row, or at a step that failed (logged by the
+  // result set): then the rows visited are not the whole answer.
+  return error.code == 0;
 }
 
-void DBTableAbstract::readIDs(const std::string& sql, std::string_view column, IDWidth width,
+void DBTableAbstract::readIDs(const std::string& sql, std::string_view column,
                               const std::shared_ptr<FMDatabaseQueue>& queue,
                               const IDSetCompletion& completion) {
-  readIDs(sql, {}, column, width, queue, completion);
+  readIDs(sql, {}, column, queue, completion);
 }
 
 void DBTableAbstract::readIDs(const std::string& sql, const std::vector<Value>& arguments,
-                              std::string_view column, IDWidth width,
+                              std::string_view column,
                               const std::shared_ptr<FMDatabaseQueue>& queue,
                               const IDSetCompletion& completion) {
   if (!queue || !completion) return;
   readInDatabase(queue, [&](FMDatabase* db) {
     IDSet ids;
-    if (db) {
-      int index = -1;
-      bool first = true;
-      forEachRow(*db, sql, arguments, [&](const FMResultSet& row) {
-        // Looked up after the first step, once per result set.
-        if (first) {
-          index = row.columnIndexForName(column);
-          first = false;
-        }
-        ids.insert(width == IDWidth::k32Bit ? row.intForColumnIndex(index)
-                                            : row.longLongIntForColumnIndex(index));
-      });
-    }
-    completion(std::move(ids));
+    int index = -1;
+    bool first = true;
+    const bool read = db != nullptr && forEachRow(*db, sql, arguments, [&](const FMResultSet& row) {
+      // Looked up after the first step, once per result set.
+      if (first) {
+        index = row.columnIndexForName(column);
+        first = false;
+      }
+      ids.insert(row.longLongIntForColumnIndex(index));
+    });
+    completion(read ? ReadResult<IDSet>(std::move(ids)) : std::nullopt);
+  });
+}
+
+void DBTableAbstract::readCount(const std::string& sql,
+                                const std::shared_ptr<FMDatabaseQueue>& queue,
+                                const CountCompletion& completion) {
+  if (!queue || !completion) return;
+  readInDatabase(queue, [&](FMDatabase* db) {
+    std::optional<int> count;
+    const bool read = db != nullptr && forEachRow(*db, sql, [&](const FMResultSet& row) {
+      if (!count) count = row.intForColumnIndex(0);
+    });
+    completion(read ? ReadResult<int>(count.value_or(0)) : std::nullopt);
   });
 }
 

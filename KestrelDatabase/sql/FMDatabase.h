@@ -253,9 +253,24 @@ class FMDatabase : public std::enable_shared_from_this<FMDatabase> {
   enum class TransactionKind { Exclusive, Deferred, Immediate };
   /// Begins a transaction of the kind, runs the block with a rollback flag
   /// (initially false), then rolls back when it was set and commits
-  /// otherwise. The results of begin, commit and rollback are not checked.
-  /// The one sequence behind the queue's and the pool's transaction forms.
-  void runInTransaction(TransactionKind kind, platform::FunctionRef<void(bool* rollback)> block);
+  /// otherwise. The block runs even when the transaction could not begin.
+  /// A COMMIT that fails is rolled back, so no transaction is left open on
+  /// the connection. Returns whether the transaction committed. The one
+  /// sequence behind the queue's and the pool's transaction forms.
+  bool runInTransaction(TransactionKind kind, platform::FunctionRef<void(bool* rollback)> block);
+  /// The write path of the table layer: begins an exclusive transaction,
+  /// runs `work`, and commits what it did whatever `work` reports (a
+  /// statement that failed changed nothing; those that succeeded stay).
+  /// True only when the transaction began, `work` returned true and the
+  /// COMMIT succeeded, so true means on disk. `work` does not run when the
+  /// transaction cannot begin (the file is locked, it is not a database). A
+  /// COMMIT that fails (a full disk, an I/O error) is rolled back, and a
+  /// transaction that SQLite ended itself on an error is not committed: no
+  /// transaction is left open on the connection, whatever happened.
+  bool runWriteTransaction(platform::FunctionRef<bool()> work);
+  /// Whether SQLite has a transaction open on the connection now (which the
+  /// isInTransaction() flag does not see when SQLite ended one on an error).
+  bool hasOpenTransaction() const;
   /// Runs the block inside the savepoint `name`: rolled back to when the
   /// block sets *rollback, released in any case. The block does not run when
   /// the savepoint cannot be started. Returns the first failure.
@@ -360,6 +375,10 @@ class FMDatabase : public std::enable_shared_from_this<FMDatabase> {
   };
   using StatementCache = std::unordered_map<std::string, std::vector<std::shared_ptr<FMStatement>>,
                                             StringHash, std::equal_to<>>;
+
+  /// Commits the open transaction, or rolls it back when COMMIT fails; true
+  /// only when it committed. False without an open transaction.
+  bool commitOrRollBack();
 
   std::shared_ptr<FMResultSet> executeQueryImpl(std::string_view sql, std::span<const Value> array,
                                                 const ParameterDictionary* dictionary,

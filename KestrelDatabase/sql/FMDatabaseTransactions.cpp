@@ -1,6 +1,8 @@
 // Transactions, savepoints and WAL checkpoints of the connection.
 #include <KestrelDatabase/sql/FMDatabase.h>
 
+#include <KestrelPlatform/Log.h>
+
 #include <atomic>
 
 namespace kestrel {
@@ -84,7 +86,28 @@ std::optional<FMError> FMDatabase::runInSavePoint(
   return failure;
 }
 
-void FMDatabase::runInTransaction(TransactionKind kind,
+bool FMDatabase::hasOpenTransaction() const {
+  return db_ && sqlite3_get_autocommit(db_.get()) == 0;
+}
+
+bool FMDatabase::commitOrRollBack() {
+  if (!hasOpenTransaction()) {
+    // Never begun, or ended by SQLite itself on an error (a full disk, an
+    // I/O error, an interrupt): nothing of it is on disk.
+    isInTransaction_ = false;
+    return false;
+  }
+  if (commit()) return true;
+  // A failed COMMIT can leave the transaction open; every later statement
+  // of the connection would then join it and never reach the disk.
+  if (hasOpenTransaction() && !rollback()) {
+    platform::log("DB Error: the transaction could not be rolled back after a failed commit");
+  }
+  isInTransaction_ = hasOpenTransaction();
+  return false;
+}
+
+bool FMDatabase::runInTransaction(TransactionKind kind,
                                   platform::FunctionRef<void(bool* rollback)> block) {
   switch (kind) {
     case TransactionKind::Exclusive:
@@ -100,10 +123,17 @@ void FMDatabase::runInTransaction(TransactionKind kind,
   bool shouldRollback = false;
   block(&shouldRollback);
   if (shouldRollback) {
-    rollback();
-  } else {
-    commit();
+    if (hasOpenTransaction()) rollback();
+    isInTransaction_ = hasOpenTransaction();
+    return false;
   }
+  return commitOrRollBack();
+}
+
+bool FMDatabase::runWriteTransaction(platform::FunctionRef<bool()> work) {
+  if (!beginTransaction()) return false;
+  const bool succeeded = work();
+  return commitOrRollBack() && succeeded;
 }
 
 bool FMDatabase::checkpoint(FMDBCheckpointMode mode, FMError* error) {

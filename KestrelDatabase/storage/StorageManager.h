@@ -27,8 +27,10 @@
 //
 // Two forms of every operation that reads or writes a store. Each returns a
 // std::future and, as an overload taking a handler, calls the handler. Both
-// always resolve, on every path, failures included: false, an empty
-// collection, nothing or 0. Nothing throws.
+// always resolve, on every path, failures included: a write with false, a
+// read with std::nullopt (ReadResult.h: a failed read is never an empty
+// answer). A write resolves true only once it is on disk (its transaction
+// committed). Nothing throws.
 //   - Table operations (events, stages, teams, players, tournaments, pinned
 //     tournaments, chat, TV channels, fantasy competitions) run
 //     synchronously on the calling thread: the database queue runs its
@@ -72,6 +74,7 @@
 
 #include <KestrelDatabase/caches/DBCacheAbstract.h>
 #include <KestrelDatabase/objectstore/DataManager.h>
+#include <KestrelDatabase/sql/ReadResult.h>
 #include <KestrelModel/Event.h>
 #include <KestrelModel/NMEventVoteType.h>
 #include <KestrelModel/NMEventVoteValue.h>
@@ -131,8 +134,9 @@ class StorageManager : public std::enable_shared_from_this<StorageManager> {
 
   using IDSet = std::set<std::int64_t>;
   using BoolHandler = std::function<void(bool success)>;
-  using IDSetHandler = std::function<void(IDSet ids)>;
-  using CountHandler = std::function<void(int count)>;
+  /// A table read's answer: std::nullopt when the read failed (ReadResult.h).
+  using IDSetHandler = std::function<void(ReadResult<IDSet> ids)>;
+  using CountHandler = std::function<void(ReadResult<int> count)>;
 
   // ---- Lifecycle --------------------------------------------------------------------
 
@@ -194,8 +198,9 @@ class StorageManager : public std::enable_shared_from_this<StorageManager> {
 
   // ---- Events (cacheEvent, cacheMutedEvent) ----------------------------------------------
 
-  using EventHandler = std::function<void(std::optional<model::Event> event)>;
-  using EventListHandler = std::function<void(std::vector<model::Event> events)>;
+  /// The event, no event (no such row), or std::nullopt (the read failed).
+  using EventHandler = std::function<void(ReadResult<std::optional<model::Event>> event)>;
+  using EventListHandler = std::function<void(ReadResult<std::vector<model::Event>> events)>;
 
   /// Stores the event as a favourite with the mute flag (replacing its row).
   /// Unmuted: the event leaves the muted cache first. On success it enters
@@ -223,16 +228,16 @@ class StorageManager : public std::enable_shared_from_this<StorageManager> {
   [[nodiscard]] std::future<bool> deleteEvents(const IDSet& eventIDs);
   void deleteEvents(const IDSet& eventIDs, BoolHandler handler);
   /// The event of that ID whatever its flags, or nothing.
-  [[nodiscard]] std::future<std::optional<model::Event>> getEvent(std::int64_t eventID);
+  [[nodiscard]] std::future<ReadResult<std::optional<model::Event>>> getEvent(std::int64_t eventID);
   void getEvent(std::int64_t eventID, EventHandler handler);
   /// The favourites of the past week and later, oldest start first.
-  [[nodiscard]] std::future<std::vector<model::Event>> getAllFavoriteEvents();
+  [[nodiscard]] std::future<ReadResult<std::vector<model::Event>>> getAllFavoriteEvents();
   void getAllFavoriteEvents(EventListHandler handler);
   /// The IDs whose data is old enough to be fetched again.
-  [[nodiscard]] std::future<IDSet> getEventIDsToRefresh();
+  [[nodiscard]] std::future<ReadResult<IDSet>> getEventIDsToRefresh();
   void getEventIDsToRefresh(IDSetHandler handler);
   /// The number of finished, not hidden events.
-  [[nodiscard]] std::future<int> getFinishedEventsCount();
+  [[nodiscard]] std::future<ReadResult<int>> getFinishedEventsCount();
   void getFinishedEventsCount(CountHandler handler);
   /// Deletes finished events no followed team or league owns and hides the
   /// rest; the two event caches are re-read after it.
@@ -260,8 +265,8 @@ class StorageManager : public std::enable_shared_from_this<StorageManager> {
   // A stage enters it on success when its start (its own, else its
   // parent's) lies in that window.
 
-  using StageHandler = std::function<void(std::optional<model::Stage> stage)>;
-  using StageListHandler = std::function<void(std::vector<model::Stage> stages)>;
+  using StageHandler = std::function<void(ReadResult<std::optional<model::Stage>> stage)>;
+  using StageListHandler = std::function<void(ReadResult<std::vector<model::Stage>> stages)>;
 
   /// Stores the stage as an unmuted favourite (replacing its row): it
   /// leaves the muted cache first, and enters the stage cache on success.
@@ -285,23 +290,23 @@ class StorageManager : public std::enable_shared_from_this<StorageManager> {
   /// Clears the row's mute flag; the stage leaves the muted cache first.
   [[nodiscard]] std::future<bool> unmuteStage(std::int64_t stageID);
   void unmuteStage(std::int64_t stageID, BoolHandler handler);
-  /// Deletes the row. First the stage leaves the muted cache, and the stage
-  /// cache together with its group's entries of the stage map (the other
-  /// stages of the group keep their objects and rows).
+  /// Deletes the row. First the stage leaves the muted cache and the stage
+  /// cache (its object and its entry of the stage map); the other stages of
+  /// its group stay, as their rows do.
   [[nodiscard]] std::future<bool> deleteStage(std::int64_t stageID);
   void deleteStage(std::int64_t stageID, BoolHandler handler);
   /// Deletes every stage of the unique stage: the cached ones leave the
   /// stage cache first; the muted cache is re-read after it.
   [[nodiscard]] std::future<bool> deleteStagesWithUniqueStageID(std::int64_t uniqueStageID);
   void deleteStagesWithUniqueStageID(std::int64_t uniqueStageID, BoolHandler handler);
-  [[nodiscard]] std::future<std::optional<model::Stage>> getStage(std::int64_t stageID);
+  [[nodiscard]] std::future<ReadResult<std::optional<model::Stage>>> getStage(std::int64_t stageID);
   void getStage(std::int64_t stageID, StageHandler handler);
   /// Read from the table, oldest start first.
-  [[nodiscard]] std::future<std::vector<model::Stage>> getAllFavoriteStages();
+  [[nodiscard]] std::future<ReadResult<std::vector<model::Stage>>> getAllFavoriteStages();
   void getAllFavoriteStages(StageListHandler handler);
-  [[nodiscard]] std::future<IDSet> getStageIDsToRefresh();
+  [[nodiscard]] std::future<ReadResult<IDSet>> getStageIDsToRefresh();
   void getStageIDsToRefresh(IDSetHandler handler);
-  [[nodiscard]] std::future<int> getFinishedStagesCount();
+  [[nodiscard]] std::future<ReadResult<int>> getFinishedStagesCount();
   void getFinishedStagesCount(CountHandler handler);
   /// Hides the finished stages; both stage caches are re-read after it.
   [[nodiscard]] std::future<bool> deleteFinishedStages();
@@ -322,8 +327,6 @@ class StorageManager : public std::enable_shared_from_this<StorageManager> {
 
   // ---- Teams (cacheTeam, cacheTeamNotifications) -----------------------------------------
 
-  using TeamListHandler = std::function<void(std::vector<model::Team> teams)>;
-
   /// Follows the team, or updates the followed row in place, with the
   /// notification flag. Notifications off: the ID leaves the notification
   /// cache first. On success the team enters the team cache (and the
@@ -341,7 +344,7 @@ class StorageManager : public std::enable_shared_from_this<StorageManager> {
   [[nodiscard]] std::future<bool> setTeamNotificationsEnabled(bool enabled, const IDSet& teamIDs);
   void setTeamNotificationsEnabled(bool enabled, const IDSet& teamIDs, BoolHandler handler);
   /// IDs of the followed teams of the sport with this slug (read from the table).
-  [[nodiscard]] std::future<IDSet> getTeamIDsForSport(const std::string& sportSlug);
+  [[nodiscard]] std::future<ReadResult<IDSet>> getTeamIDsForSport(const std::string& sportSlug);
   void getTeamIDsForSport(const std::string& sportSlug, IDSetHandler handler);
 
   bool isFavoriteTeam(std::int64_t teamID) const;
@@ -352,8 +355,6 @@ class StorageManager : public std::enable_shared_from_this<StorageManager> {
   IDSet getNotificationEnabledTeamIDs() const;
 
   // ---- Players (cachePlayer, cachePlayerNotifications) -----------------------------------
-
-  using PlayerListHandler = std::function<void(std::vector<model::Player> players)>;
 
   /// As followTeam(), for a player.
   [[nodiscard]] std::future<bool> followPlayer(const model::Player& player,
@@ -397,7 +398,7 @@ class StorageManager : public std::enable_shared_from_this<StorageManager> {
       bool enabled, const IDSet& uniqueTournamentIDs);
   void setTournamentNotificationsEnabled(bool enabled, const IDSet& uniqueTournamentIDs,
                                          BoolHandler handler);
-  [[nodiscard]] std::future<IDSet> getTournamentIDsForSport(const std::string& sportSlug);
+  [[nodiscard]] std::future<ReadResult<IDSet>> getTournamentIDsForSport(const std::string& sportSlug);
   void getTournamentIDsForSport(const std::string& sportSlug, IDSetHandler handler);
 
   bool isFavoriteTournament(std::int64_t uniqueTournamentID) const;
@@ -477,15 +478,15 @@ class StorageManager : public std::enable_shared_from_this<StorageManager> {
                                                 std::int64_t choice);
   void reportMessage(std::int64_t messageID, std::int64_t eventID, std::int64_t choice,
                      BoolHandler handler);
-  [[nodiscard]] std::future<IDSet> getUpvotedMessageIDs(std::int64_t eventID);
+  [[nodiscard]] std::future<ReadResult<IDSet>> getUpvotedMessageIDs(std::int64_t eventID);
   void getUpvotedMessageIDs(std::int64_t eventID, IDSetHandler handler);
-  [[nodiscard]] std::future<IDSet> getReportedMessageIDs();
+  [[nodiscard]] std::future<ReadResult<IDSet>> getReportedMessageIDs();
   void getReportedMessageIDs(IDSetHandler handler);
 
   // ---- TV channels (cacheTVChannels; scheduled channels have no cache) -----------------------
 
   using ChannelCountryListHandler =
-      std::function<void(std::vector<model::TVScheduleChannelCountry> channels)>;
+      std::function<void(ReadResult<std::vector<model::TVScheduleChannelCountry>> channels)>;
 
   /// Stores the user's answer; on success it enters the TV channel cache.
   /// An answer without its event or channel is not stored (false).
@@ -500,7 +501,8 @@ class StorageManager : public std::enable_shared_from_this<StorageManager> {
   void saveTvChannelCountry(const model::TVScheduleChannelCountry& channelCountry,
                             BoolHandler handler);
   /// The scheduled channels, in the table's order.
-  [[nodiscard]] std::future<std::vector<model::TVScheduleChannelCountry>> getTvChannelCountryList();
+  [[nodiscard]] std::future<ReadResult<std::vector<model::TVScheduleChannelCountry>>>
+  getTvChannelCountryList();
   void getTvChannelCountryList(ChannelCountryListHandler handler);
   [[nodiscard]] std::future<bool> deleteChannelsWithCountryCode(const std::string& countryCode);
   void deleteChannelsWithCountryCode(const std::string& countryCode, BoolHandler handler);
@@ -604,8 +606,12 @@ class StorageManager : public std::enable_shared_from_this<StorageManager> {
   // Whether the stage belongs in the stage cache by its start.
   static bool startsInFavoriteWindow(const model::Stage& stage);
   void leaveStageCacheUnlessInWindow(const model::Stage& stage);
-  // The IDs of the event rows an unfollow's cascade deletes, read first.
-  IDSet eventsOwnedBy(const std::string& ownedEventsQuery) const;
+  // The IDs of the event rows an unfollow's cascade deletes, read first;
+  // std::nullopt when that read failed.
+  ReadResult<IDSet> eventsOwnedBy(const std::string& ownedEventsQuery) const;
+  // Takes the events a cascade deletes out of both event caches (both are
+  // emptied, to be read again, when which ones is not known).
+  void leaveEventCaches(const ReadResult<IDSet>& eventIDs);
   // The handler given to the store by a vote save or edit: it re-reads the
   // vote cache when the write failed or the cache does not show its value.
   BoolHandler afterVoteWrite(model::NMEventVoteValue vote, model::NMEventVoteType type,

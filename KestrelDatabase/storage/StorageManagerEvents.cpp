@@ -129,44 +129,44 @@ void StorageManager::deleteEvents(const IDSet& eventIDs, BoolHandler handler) {
   deliver(handler, ok);
 }
 
-std::future<std::optional<model::Event>> StorageManager::getEvent(std::int64_t eventID) {
-  return futureFrom(std::optional<model::Event>{},
+std::future<ReadResult<std::optional<model::Event>>> StorageManager::getEvent(std::int64_t eventID) {
+  return futureFrom(ReadResult<std::optional<model::Event>>{},
                     [&](EventHandler done) { getEvent(eventID, std::move(done)); });
 }
 
 void StorageManager::getEvent(std::int64_t eventID, EventHandler handler) {
-  deliver(handler, runTable(std::optional<model::Event>{}, [&](EventHandler done) {
+  deliver(handler, runTable(ReadResult<std::optional<model::Event>>{}, [&](EventHandler done) {
             DBTableEvent::getEvent(eventID, dbQueue_, done);
           }));
 }
 
-std::future<std::vector<model::Event>> StorageManager::getAllFavoriteEvents() {
-  return futureFrom(std::vector<model::Event>{},
+std::future<ReadResult<std::vector<model::Event>>> StorageManager::getAllFavoriteEvents() {
+  return futureFrom(ReadResult<std::vector<model::Event>>{},
                     [&](EventListHandler done) { getAllFavoriteEvents(std::move(done)); });
 }
 
 void StorageManager::getAllFavoriteEvents(EventListHandler handler) {
-  deliver(handler, runTable(std::vector<model::Event>{}, [&](EventListHandler done) {
+  deliver(handler, runTable(ReadResult<std::vector<model::Event>>{}, [&](EventListHandler done) {
             DBTableEvent::getAllFavoriteEvents(dbQueue_, done);
           }));
 }
 
-std::future<StorageManager::IDSet> StorageManager::getEventIDsToRefresh() {
-  return futureFrom(IDSet{}, [&](IDSetHandler done) { getEventIDsToRefresh(std::move(done)); });
+std::future<ReadResult<StorageManager::IDSet>> StorageManager::getEventIDsToRefresh() {
+  return futureFrom(ReadResult<IDSet>{}, [&](IDSetHandler done) { getEventIDsToRefresh(std::move(done)); });
 }
 
 void StorageManager::getEventIDsToRefresh(IDSetHandler handler) {
-  deliver(handler, runTable(IDSet{}, [&](IDSetHandler done) {
+  deliver(handler, runTable(ReadResult<IDSet>{}, [&](IDSetHandler done) {
             DBTableEvent::getEventIDsToRefresh(dbQueue_, done);
           }));
 }
 
-std::future<int> StorageManager::getFinishedEventsCount() {
-  return futureFrom(0, [&](CountHandler done) { getFinishedEventsCount(std::move(done)); });
+std::future<ReadResult<int>> StorageManager::getFinishedEventsCount() {
+  return futureFrom(ReadResult<int>{}, [&](CountHandler done) { getFinishedEventsCount(std::move(done)); });
 }
 
 void StorageManager::getFinishedEventsCount(CountHandler handler) {
-  deliver(handler, runTable(0, [&](CountHandler done) {
+  deliver(handler, runTable(ReadResult<int>{}, [&](CountHandler done) {
             DBTableEvent::getFinishedEventsCount(dbQueue_, done);
           }));
 }
@@ -290,12 +290,15 @@ void StorageManager::updateStage(const model::Stage& stage, BoolHandler handler)
     if (isFavoriteStage(stage.ID)) {
       // The update leaves every column the stage lacks (its start, parent,
       // unique stage, ...) as stored: the cache takes the row as it now is.
-      const std::optional<model::Stage> stored =
-          runTable(std::optional<model::Stage>{}, [&](StageHandler done) {
+      const ReadResult<std::optional<model::Stage>> stored =
+          runTable(ReadResult<std::optional<model::Stage>>{}, [&](StageHandler done) {
             DBTableStage::getStage(stage.ID, dbQueue_, done);
           });
-      if (stored && startsInFavoriteWindow(*stored)) {
-        cacheStage_->cacheStage(*stored);
+      if (!stored) {
+        // The row could not be read back: the whole list is read again.
+        reload(*cacheStage_);
+      } else if (*stored && startsInFavoriteWindow(**stored)) {
+        cacheStage_->cacheStage(**stored);
       } else {
         cacheStage_->removeStage(stage.ID);
       }
@@ -339,7 +342,9 @@ std::future<bool> StorageManager::deleteStage(std::int64_t stageID) {
 }
 
 void StorageManager::deleteStage(std::int64_t stageID, BoolHandler handler) {
-  cacheStage_->removeAllStagesWithID(stageID);
+  // Only the stage's own row goes: the other stages of its group stay
+  // favourites in the table, and so in the stage map.
+  cacheStage_->removeStage(stageID);
   cacheMutedStage_->removeMutedStage(stageID);
   const bool ok = runTable(false, [&](BoolHandler done) {
     DBTableStage::deleteStage(stageID, dbQueue_, done);
@@ -372,44 +377,44 @@ void StorageManager::deleteStagesWithUniqueStageID(std::int64_t uniqueStageID,
   deliver(handler, ok);
 }
 
-std::future<std::optional<model::Stage>> StorageManager::getStage(std::int64_t stageID) {
-  return futureFrom(std::optional<model::Stage>{},
+std::future<ReadResult<std::optional<model::Stage>>> StorageManager::getStage(std::int64_t stageID) {
+  return futureFrom(ReadResult<std::optional<model::Stage>>{},
                     [&](StageHandler done) { getStage(stageID, std::move(done)); });
 }
 
 void StorageManager::getStage(std::int64_t stageID, StageHandler handler) {
-  deliver(handler, runTable(std::optional<model::Stage>{}, [&](StageHandler done) {
+  deliver(handler, runTable(ReadResult<std::optional<model::Stage>>{}, [&](StageHandler done) {
             DBTableStage::getStage(stageID, dbQueue_, done);
           }));
 }
 
-std::future<std::vector<model::Stage>> StorageManager::getAllFavoriteStages() {
-  return futureFrom(std::vector<model::Stage>{},
+std::future<ReadResult<std::vector<model::Stage>>> StorageManager::getAllFavoriteStages() {
+  return futureFrom(ReadResult<std::vector<model::Stage>>{},
                     [&](StageListHandler done) { getAllFavoriteStages(std::move(done)); });
 }
 
 void StorageManager::getAllFavoriteStages(StageListHandler handler) {
-  deliver(handler, runTable(std::vector<model::Stage>{}, [&](StageListHandler done) {
+  deliver(handler, runTable(ReadResult<std::vector<model::Stage>>{}, [&](StageListHandler done) {
             DBTableStage::getAllFavoriteStages(dbQueue_, done);
           }));
 }
 
-std::future<StorageManager::IDSet> StorageManager::getStageIDsToRefresh() {
-  return futureFrom(IDSet{}, [&](IDSetHandler done) { getStageIDsToRefresh(std::move(done)); });
+std::future<ReadResult<StorageManager::IDSet>> StorageManager::getStageIDsToRefresh() {
+  return futureFrom(ReadResult<IDSet>{}, [&](IDSetHandler done) { getStageIDsToRefresh(std::move(done)); });
 }
 
 void StorageManager::getStageIDsToRefresh(IDSetHandler handler) {
-  deliver(handler, runTable(IDSet{}, [&](IDSetHandler done) {
+  deliver(handler, runTable(ReadResult<IDSet>{}, [&](IDSetHandler done) {
             DBTableStage::getStageIDsToRefresh(dbQueue_, done);
           }));
 }
 
-std::future<int> StorageManager::getFinishedStagesCount() {
-  return futureFrom(0, [&](CountHandler done) { getFinishedStagesCount(std::move(done)); });
+std::future<ReadResult<int>> StorageManager::getFinishedStagesCount() {
+  return futureFrom(ReadResult<int>{}, [&](CountHandler done) { getFinishedStagesCount(std::move(done)); });
 }
 
 void StorageManager::getFinishedStagesCount(CountHandler handler) {
-  deliver(handler, runTable(0, [&](CountHandler done) {
+  deliver(handler, runTable(ReadResult<int>{}, [&](CountHandler done) {
             DBTableStage::getFinishedStagesCount(dbQueue_, done);
           }));
 }

@@ -52,8 +52,21 @@ void addWhenEnabled(DBCacheAbstract& notifications, DBCacheAbstract& followed, b
 
 }  // namespace
 
-StorageManager::IDSet StorageManager::eventsOwnedBy(const std::string& ownedEventsQuery) const {
-  return runTable(IDSet{}, [&](IDSetHandler done) {
+void StorageManager::leaveEventCaches(const ReadResult<IDSet>& eventIDs) {
+  if (!eventIDs) {
+    // Which events the cascade takes is not known: both event caches are
+    // read again at their next use.
+    clearEventCache();
+    return;
+  }
+  for (const std::int64_t eventID : *eventIDs) {
+    cacheEvent_->removeEvent(eventID);
+    cacheMutedEvent_->removeEvent(eventID);
+  }
+}
+
+ReadResult<StorageManager::IDSet> StorageManager::eventsOwnedBy(const std::string& ownedEventsQuery) const {
+  return runTable(ReadResult<IDSet>{}, [&](IDSetHandler done) {
     DBTableEvent::getIDs(ownedEventsQuery, dbQueue_, done);
   });
 }
@@ -87,13 +100,10 @@ std::future<bool> StorageManager::unfollowTeam(std::int64_t teamID) {
 }
 
 void StorageManager::unfollowTeam(std::int64_t teamID, BoolHandler handler) {
-  const IDSet owned = eventsOwnedBy(DBTableTeam::ownedEventsQuery(teamID));
+  const ReadResult<IDSet> owned = eventsOwnedBy(DBTableTeam::ownedEventsQuery(teamID));
   cacheTeam_->removeTeamFromCache(teamID);
   cacheTeamNotifications_->removeIDFromCache(teamID);
-  for (const std::int64_t eventID : owned) {
-    cacheEvent_->removeEvent(eventID);
-    cacheMutedEvent_->removeEvent(eventID);
-  }
+  leaveEventCaches(owned);
   const bool ok = runTable(false, [&](BoolHandler done) {
     DBTableTeam::deleteTeamWithID(teamID, dbQueue_, done);
   });
@@ -126,14 +136,14 @@ void StorageManager::setTeamNotificationsEnabled(bool enabled, const IDSet& team
   deliver(handler, ok);
 }
 
-std::future<StorageManager::IDSet> StorageManager::getTeamIDsForSport(const std::string& sportSlug) {
-  return futureFrom(IDSet{}, [&](IDSetHandler done) {
+std::future<ReadResult<StorageManager::IDSet>> StorageManager::getTeamIDsForSport(const std::string& sportSlug) {
+  return futureFrom(ReadResult<IDSet>{}, [&](IDSetHandler done) {
     getTeamIDsForSport(sportSlug, std::move(done));
   });
 }
 
 void StorageManager::getTeamIDsForSport(const std::string& sportSlug, IDSetHandler handler) {
-  deliver(handler, runTable(IDSet{}, [&](IDSetHandler done) {
+  deliver(handler, runTable(ReadResult<IDSet>{}, [&](IDSetHandler done) {
             DBTableTeam::getTeamIDsForSport(sportSlug, dbQueue_, done);
           }));
 }
@@ -304,13 +314,10 @@ std::future<bool> StorageManager::unfollowTournament(std::int64_t uniqueTourname
 }
 
 void StorageManager::unfollowTournament(std::int64_t uniqueTournamentID, BoolHandler handler) {
-  const IDSet owned = eventsOwnedBy(DBTableTournament::ownedEventsQuery(uniqueTournamentID));
+  const ReadResult<IDSet> owned = eventsOwnedBy(DBTableTournament::ownedEventsQuery(uniqueTournamentID));
   cacheTournament_->removeTournament(uniqueTournamentID);
   cacheTournamentNotifications_->removeIDFromCache(uniqueTournamentID);
-  for (const std::int64_t eventID : owned) {
-    cacheEvent_->removeEvent(eventID);
-    cacheMutedEvent_->removeEvent(eventID);
-  }
+  leaveEventCaches(owned);
   const bool ok = runTable(false, [&](BoolHandler done) {
     DBTableTournament::deleteTournamentWithID(uniqueTournamentID, dbQueue_, done);
   });
@@ -346,16 +353,16 @@ void StorageManager::setTournamentNotificationsEnabled(bool enabled,
   deliver(handler, ok);
 }
 
-std::future<StorageManager::IDSet> StorageManager::getTournamentIDsForSport(
+std::future<ReadResult<StorageManager::IDSet>> StorageManager::getTournamentIDsForSport(
     const std::string& sportSlug) {
-  return futureFrom(IDSet{}, [&](IDSetHandler done) {
+  return futureFrom(ReadResult<IDSet>{}, [&](IDSetHandler done) {
     getTournamentIDsForSport(sportSlug, std::move(done));
   });
 }
 
 void StorageManager::getTournamentIDsForSport(const std::string& sportSlug,
                                               IDSetHandler handler) {
-  deliver(handler, runTable(IDSet{}, [&](IDSetHandler done) {
+  deliver(handler, runTable(ReadResult<IDSet>{}, [&](IDSetHandler done) {
             DBTableTournament::getTournamentIDsForSport(sportSlug, dbQueue_, done);
           }));
 }

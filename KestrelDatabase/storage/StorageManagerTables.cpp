@@ -49,24 +49,24 @@ void StorageManager::reportMessage(std::int64_t messageID, std::int64_t eventID,
           }));
 }
 
-std::future<StorageManager::IDSet> StorageManager::getUpvotedMessageIDs(std::int64_t eventID) {
-  return futureFrom(IDSet{}, [&](IDSetHandler done) {
+std::future<ReadResult<StorageManager::IDSet>> StorageManager::getUpvotedMessageIDs(std::int64_t eventID) {
+  return futureFrom(ReadResult<IDSet>{}, [&](IDSetHandler done) {
     getUpvotedMessageIDs(eventID, std::move(done));
   });
 }
 
 void StorageManager::getUpvotedMessageIDs(std::int64_t eventID, IDSetHandler handler) {
-  deliver(handler, runTable(IDSet{}, [&](IDSetHandler done) {
+  deliver(handler, runTable(ReadResult<IDSet>{}, [&](IDSetHandler done) {
             DBTableChatUpvote::getMessageIDsForEventID(eventID, dbQueue_, done);
           }));
 }
 
-std::future<StorageManager::IDSet> StorageManager::getReportedMessageIDs() {
-  return futureFrom(IDSet{}, [&](IDSetHandler done) { getReportedMessageIDs(std::move(done)); });
+std::future<ReadResult<StorageManager::IDSet>> StorageManager::getReportedMessageIDs() {
+  return futureFrom(ReadResult<IDSet>{}, [&](IDSetHandler done) { getReportedMessageIDs(std::move(done)); });
 }
 
 void StorageManager::getReportedMessageIDs(IDSetHandler handler) {
-  deliver(handler, runTable(IDSet{}, [&](IDSetHandler done) {
+  deliver(handler, runTable(ReadResult<IDSet>{}, [&](IDSetHandler done) {
             DBTableChatReport::getReportedMessageIDs(dbQueue_, done);
           }));
 }
@@ -114,16 +114,16 @@ void StorageManager::saveTvChannelCountry(const model::TVScheduleChannelCountry&
           }));
 }
 
-std::future<std::vector<model::TVScheduleChannelCountry>>
+std::future<ReadResult<std::vector<model::TVScheduleChannelCountry>>>
 StorageManager::getTvChannelCountryList() {
-  return futureFrom(std::vector<model::TVScheduleChannelCountry>{},
+  return futureFrom(ReadResult<std::vector<model::TVScheduleChannelCountry>>{},
                     [&](ChannelCountryListHandler done) {
                       getTvChannelCountryList(std::move(done));
                     });
 }
 
 void StorageManager::getTvChannelCountryList(ChannelCountryListHandler handler) {
-  deliver(handler, runTable(std::vector<model::TVScheduleChannelCountry>{},
+  deliver(handler, runTable(ReadResult<std::vector<model::TVScheduleChannelCountry>>{},
                             [&](ChannelCountryListHandler done) {
                               DBTableScheduledChannels::getTvChannelCountryList(dbQueue_, done);
                             }));

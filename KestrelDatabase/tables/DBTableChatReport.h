@@ -6,8 +6,10 @@
 // Completions: a null queue means no work and no completion call. A save
 // without its message identifier, event ID or choice writes nothing and calls
 // no completion. Otherwise a given completion is called exactly once, inside
-// the queue's block, before the operation returns; a failed statement, or a
-// queue that could not reopen its connection, gives false or an empty set.
+// the queue's block, before the operation returns: a write reports once its transaction has
+// committed (false when a statement or the commit failed), and a read
+// delivers std::nullopt when it failed (also when the queue could not reopen
+// its connection), never an empty answer.
 // Every "now" is platform::Clock::now(), written into statements with "%f".
 //
 // Thread-safety: all operations are static. The schema hooks and the

@@ -60,7 +60,7 @@ void DBTableChatUpvote::deleteUpvotedMessages(const std::shared_ptr<FMDatabaseQu
 void DBTableChatUpvote::getMessageIDsForEventID(std::int64_t eventID,
                                                 const std::shared_ptr<FMDatabaseQueue>& queue,
                                                 const IDSetCompletion& completion) {
-  readIDs(messageIDsForEventIDQuery(eventID), kTimestamp, IDWidth::k64Bit, queue, completion);
+  readIDs(messageIDsForEventIDQuery(eventID), kTimestamp, queue, completion);
 }
 
 // ---- Statement texts ------------------------------------------------------------

@@ -17,9 +17,10 @@
 // Completions: a null queue means no work and no completion call (except for
 // deleteEvents() with an empty set, which always reports false). Otherwise
 // a given completion is called exactly once, inside the queue's block, before
-// the operation returns; when the queue could not reopen its connection the
-// completion still comes, with false, an empty result, no event or 0. ID sets
-// are read as 32-bit integers, as the table layer has always read them.
+// the operation returns: a write's once its transaction has committed (true
+// means on disk), a read's with what it read or std::nullopt when the read
+// failed (also when the queue could not reopen its connection). IDs are read
+// as 64-bit integers everywhere, the ID sets included.
 //
 // Thread-safety: all operations are static. The schema hooks, the mapping and
 // the statement texts are pure and may be called from any thread. The row
@@ -343,18 +344,21 @@ class DBTableEvent : public DBTableAbstract {
   //
   // Every operation takes the queue to run on. A null queue means no work and
   // no completion call. Write completions may be empty; otherwise they are
-  // called exactly once with the success flag. Read completions receive the
-  // result (an empty one when nothing matched or a statement failed); an
-  // empty read completion makes the operation do nothing.
+  // called exactly once with the success flag, after the commit. Read
+  // completions receive the result (an empty one when nothing matched,
+  // std::nullopt when the read failed); an empty read completion makes the
+  // operation do nothing.
   //
   // Writes go through the table base's checked path: a value that cannot be
   // written faithfully (a text with a double quote or NUL, or in an update a
   // text that names a column) is refused with one log line and false, and
   // nothing is written.
 
-  using EventCompletion = std::function<void(std::optional<model::Event> event)>;
-  using EventListCompletion = std::function<void(std::vector<model::Event> events)>;
-  using EventSetCompletion = std::function<void(std::unordered_set<model::Event> events)>;
+  /// The event, no event (no such row), or std::nullopt (the read failed).
+  using EventCompletion = std::function<void(ReadResult<std::optional<model::Event>> event)>;
+  using EventListCompletion = std::function<void(ReadResult<std::vector<model::Event>> events)>;
+  using EventSetCompletion =
+      std::function<void(ReadResult<std::unordered_set<model::Event>> events)>;
 
   /// Stores an event for a followed team or league (IS_MUTED stays NULL). The
   /// builder's insert text is "INSERT OR IGNORE INTO", so an existing row with
@@ -413,8 +417,8 @@ class DBTableEvent : public DBTableAbstract {
   /// The number of non-hidden finished rows.
   static void getFinishedEventsCount(const std::shared_ptr<FMDatabaseQueue>& queue,
                                      const CountCompletion& completion);
-  /// Runs `sql` and collects the ID column of every row. IDs are read as
-  /// 32-bit integers (larger values are cut to their low 32 bits).
+  /// Runs `sql` and collects the ID column of every row, as 64-bit integers
+  /// (not cut to 32 bits: an ID above 2^31 reads back as itself).
   static void getIDs(const std::string& sql, const std::shared_ptr<FMDatabaseQueue>& queue,
                      const IDSetCompletion& completion);
   /// The same, reading the named column.

@@ -37,14 +37,14 @@ void DBTableEvent::getEvent(std::int64_t eventID, const std::shared_ptr<FMDataba
   const auto sql = NewSQLBuilder::selectAllFromTable(kTableName, ConditionList{kId, "=", eventID});
   queue->inDatabase([&](FMDatabase* db) {
     std::optional<Event> event;
-    if (const auto resultSet = db && sql ? db->executeQuery(*sql) : nullptr) {
+    const bool read = db != nullptr && sql && forEachRow(*db, *sql, [&](const FMResultSet& row) {
       // A row without columns would give an empty result dictionary.
-      if (resultSet->next() && resultSet->columnCount() > 0) {
-        event = mapEventFromResultSet(*resultSet, rowLayoutForResultSet(*resultSet));
+      if (!event && row.columnCount() > 0) {
+        event = mapEventFromResultSet(row, rowLayoutForResultSet(row));
       }
-    }
+    });
     if (db && db->hasOpenResultSets()) db->closeOpenResultSets();
-    completion(std::move(event));
+    completion(read ? ReadResult<std::optional<Event>>(std::move(event)) : std::nullopt);
   });
 }
 
@@ -83,19 +83,18 @@ void DBTableEvent::getEventIDsToRefresh(const std::shared_ptr<FMDatabaseQueue>& 
 void DBTableEvent::getFinishedEventsCount(const std::shared_ptr<FMDatabaseQueue>& queue,
                                           const CountCompletion& completion) {
   if (!queue || !completion) return;
-  const std::string sql = finishedEventsCountQuery(platform::Clock::now());
-  queue->inDatabase([&](FMDatabase* db) { completion(db ? db->intForQuery(sql) : 0); });
+  readCount(finishedEventsCountQuery(platform::Clock::now()), queue, completion);
 }
 
 void DBTableEvent::getIDs(const std::string& sql, const std::shared_ptr<FMDatabaseQueue>& queue,
                           const IDSetCompletion& completion) {
-  readIDs(sql, kId, IDWidth::k32Bit, queue, completion);
+  readIDs(sql, kId, queue, completion);
 }
 
 void DBTableEvent::getIntColumn(const std::string& column, const std::string& sql,
                                 const std::shared_ptr<FMDatabaseQueue>& queue,
                                 const IDSetCompletion& completion) {
-  readIDs(sql, column, IDWidth::k32Bit, queue, completion);
+  readIDs(sql, column, queue, completion);
 }
 
 void DBTableEvent::getAllEventsWithQuery(const std::string& sql,

@@ -109,14 +109,11 @@ std::string migrationTeamOwner(const char* keyword) {
 
 void DBTableEvent::deleteFinishedEvents(const std::shared_ptr<FMDatabaseQueue>& queue,
                                         const BoolCompletion& completion) {
-  if (!queue) return;
-  queue->inTransaction([&](FMDatabase* db, bool*) {
-    const bool deleted =
-        db && db->executeUpdate(finishedEventsDeleteStatement(platform::Clock::now()));
-    const bool hidden =
-        db && db->executeUpdate(hideFinishedEventsStatement(platform::Clock::now()));
-    if (completion) completion(deleted && hidden);
-  });
+  runWrite(queue, [](FMDatabase& db) {
+    const bool deleted = db.executeUpdate(finishedEventsDeleteStatement(platform::Clock::now()));
+    const bool hidden = db.executeUpdate(hideFinishedEventsStatement(platform::Clock::now()));
+    return deleted && hidden;
+  }, completion);
 }
 
 void DBTableEvent::deleteOldEvents(const std::shared_ptr<FMDatabaseQueue>& queue,

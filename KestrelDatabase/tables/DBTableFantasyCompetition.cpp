@@ -56,14 +56,13 @@ std::future<bool> DBTableFantasyCompetition::deleteCompetition(
 
 void DBTableFantasyCompetition::getCompetitionIds(const std::shared_ptr<FMDatabaseQueue>& queue,
                                                   const IDSetCompletion& completion) {
-  readIDs(NewSQLBuilder::selectAllFromTable(kTableName, std::nullopt).value_or(""), kId,
-          IDWidth::k64Bit, queue, completion);
+  readIDs(NewSQLBuilder::selectAllFromTable(kTableName, std::nullopt).value_or(""), kId, queue, completion);
 }
 
-std::future<IDSet> DBTableFantasyCompetition::getCompetitionIds(
+std::future<ReadResult<IDSet>> DBTableFantasyCompetition::getCompetitionIds(
     const std::shared_ptr<FMDatabaseQueue>& queue) {
-  return futureOf<IDSet>(
-      [&](const IDSetCompletion& completion) { getCompetitionIds(queue, completion); }, IDSet{});
+  return futureOf<ReadResult<IDSet>>(
+      [&](const IDSetCompletion& completion) { getCompetitionIds(queue, completion); }, ReadResult<IDSet>{});
 }
 
 }  // namespace kestrel

@@ -5,13 +5,14 @@
 // Each operation comes in two forms: with a completion, and returning a
 // std::future that is ready when the call returns (the facade's asynchronous
 // operations sit on these). The future always becomes ready: without a queue
-// it holds false or the empty set.
+// it holds false or std::nullopt.
 //
 // Completions: a null queue means no work and no completion call. Otherwise a
 // given completion is called exactly once, inside the queue's block, before
-// the operation returns. The read's completion comes on every path, also when
-// the query fails (a missing table, a queue that could not reopen its
-// connection): then with the empty set. The cache of followed competitions
+// the operation returns, a write's once its transaction has committed. The
+// read's completion comes on every path, also when the query fails (a
+// missing table, a queue that could not reopen its connection): then with
+// std::nullopt, never an empty set. The cache of followed competitions
 // waits on it.
 //
 // Thread-safety: all operations are static. The schema hook is pure and may be
@@ -59,11 +60,11 @@ class DBTableFantasyCompetition : public DBTableAbstract {
   [[nodiscard]] static std::future<bool> deleteCompetition(
       std::int64_t id, const std::shared_ptr<FMDatabaseQueue>& queue);
 
-  /// Every followed competition ID, read as a 64-bit integer; the empty set
+  /// Every followed competition ID, read as a 64-bit integer; std::nullopt
   /// when the query fails.
   static void getCompetitionIds(const std::shared_ptr<FMDatabaseQueue>& queue,
                                 const IDSetCompletion& completion);
-  [[nodiscard]] static std::future<IDSet> getCompetitionIds(
+  [[nodiscard]] static std::future<ReadResult<IDSet>> getCompetitionIds(
       const std::shared_ptr<FMDatabaseQueue>& queue);
 };
 

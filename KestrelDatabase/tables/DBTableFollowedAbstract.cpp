@@ -52,7 +52,7 @@ void DBTableFollowedAbstract::readNotificationIDs(const TableColumns& table, con
                                                   const IDSetCompletion& completion) {
   const auto sql = NewSQLBuilder::selectColumnsFromTable(
       table.tableName(), {kId}, ConditionList{kNotificationsEnabled, "=", 1});
-  readIDs(sql.value_or(""), kId, IDWidth::k32Bit, queue, completion);
+  readIDs(sql.value_or(""), kId, queue, completion);
 }
 
 void DBTableFollowedAbstract::readIDsForSport(const TableColumns& table, const std::string& slug,
@@ -60,7 +60,7 @@ void DBTableFollowedAbstract::readIDsForSport(const TableColumns& table, const s
                                               const IDSetCompletion& completion) {
   const std::string sql = platform::formatString("SELECT %s FROM %s WHERE %s = ?", kId,
                                                  table.tableName().c_str(), kSportSlug);
-  readIDs(sql, {Value(slug)}, kId, IDWidth::k64Bit, queue, completion);
+  readIDs(sql, {Value(slug)}, kId, queue, completion);
 }
 
 void DBTableFollowedAbstract::setNotificationsEnabledLines(const TableColumns& table, bool enabled,
@@ -82,7 +82,7 @@ std::string DBTableFollowedAbstract::notificationEnabledIDsLines(const TableColu
 void DBTableFollowedAbstract::readNotificationEnabledIDs(const TableColumns& table,
                                                          const Queue& queue,
                                                          const IDSetCompletion& completion) {
-  readIDs(notificationEnabledIDsLines(table), kId, IDWidth::k64Bit, queue, completion);
+  readIDs(notificationEnabledIDsLines(table), kId, queue, completion);
 }
 
 std::future<bool> DBTableFollowedAbstract::setNotificationsEnabledLines(const TableColumns& table,
@@ -96,11 +96,11 @@ std::future<bool> DBTableFollowedAbstract::setNotificationsEnabledLines(const Ta
       false);
 }
 
-std::future<IDSet> DBTableFollowedAbstract::readNotificationEnabledIDs(const TableColumns& table,
+std::future<ReadResult<IDSet>> DBTableFollowedAbstract::readNotificationEnabledIDs(const TableColumns& table,
                                                                        const Queue& queue) {
-  return futureOf<IDSet>(
+  return futureOf<ReadResult<IDSet>>(
       [&](const IDSetCompletion& done) { readNotificationEnabledIDs(table, queue, done); },
-      IDSet{});
+      ReadResult<IDSet>{});
 }
 
 // ---- Upsert and cascade --------------------------------------------------------
@@ -150,12 +150,11 @@ void DBTableFollowedAbstract::deleteWithOwnedEvents(const TableColumns& table, s
                                                     const BoolCompletion& completion) {
   if (!queue) return;
   const auto own = checkedDelete(table, ConditionList{kId, "=", id});
-  queue->inTransaction([&](FMDatabase* db, bool*) {
-    bool success =
-        db && deleteSelectedRows(*db, ownedEvents, DBTableEvent::tableColumns(), DBTableEvent::kId);
-    success = db && own && db->executeUpdate(own->text()) && success;
-    if (completion) completion(success);
-  });
+  runWrite(queue, [&](FMDatabase& db) {
+    const bool events =
+        deleteSelectedRows(db, ownedEvents, DBTableEvent::tableColumns(), DBTableEvent::kId);
+    return own && db.executeUpdate(own->text()) && events;
+  }, completion);
 }
 
 std::string DBTableFollowedAbstract::eventTeamColumnsEqual(std::string_view value,

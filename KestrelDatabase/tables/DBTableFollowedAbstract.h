@@ -12,8 +12,7 @@
 //
 // Completions: as for every table, a null queue means no work and no
 // completion; otherwise a given completion is called exactly once, inside the
-// queue's block, before the operation returns (with false or an empty set
-// when a statement failed or the queue could not reopen its connection).
+// queue's block, before the operation returns: a write reports once its transaction has committed (false when a statement or the commit failed), and a read delivers std::nullopt when it failed (also when the queue could not reopen its connection), never an empty answer.
 //
 // Thread-safety: all operations are static. Reads and writes block while they
 // hold the database queue; never call one from inside a block of that queue.
@@ -57,7 +56,7 @@ class DBTableFollowedAbstract : public DBTableAbstract {
   static void setNotificationsFlag(const TableColumns& table, bool enabled, const IDSet& ids,
                                    const Queue& queue, const BoolCompletion& completion);
   /// The builder's select of ID where NOTIFICATIONS_ENABLED "=" 1; IDs read
-  /// as 32-bit integers, as the table layer has always read them.
+  /// as 64-bit integers (an ID above 2^31 reads back as itself).
   static void readNotificationIDs(const TableColumns& table, const Queue& queue,
                                   const IDSetCompletion& completion);
   /// IDs of the rows whose SPORT_SLUG equals `slug` (bound, never spliced
@@ -79,7 +78,7 @@ class DBTableFollowedAbstract : public DBTableAbstract {
   /// empty set when nothing ran.
   static std::future<bool> setNotificationsEnabledLines(const TableColumns& table, bool enabled,
                                                         const IDSet& ids, const Queue& queue);
-  static std::future<IDSet> readNotificationEnabledIDs(const TableColumns& table,
+  static std::future<ReadResult<IDSet>> readNotificationEnabledIDs(const TableColumns& table,
                                                        const Queue& queue);
 
   /// One INSERT of every column of the map (and of `expressions`) that, when

@@ -9,8 +9,10 @@
 //
 // Completions: a null queue means no work and no completion call. Otherwise
 // a given completion is called exactly once, inside the queue's block, before
-// the operation returns; a failed statement, or a queue that could not reopen
-// its connection, gives false or an empty result. Every "now" is
+// the operation returns: a write reports once its transaction has
+// committed (false when a statement or the commit failed), and a read
+// delivers std::nullopt when it failed (also when the queue could not reopen
+// its connection), never an empty answer. Every "now" is
 // platform::Clock::now().
 //
 // Thread-safety: all operations are static. The schema hooks and the mapping
@@ -62,7 +64,7 @@ class DBTablePinnedUniqueTournaments : public DBTableAbstract {
   // ---- Row operations -------------------------------------------------------
 
   using UniqueTournamentListCompletion =
-      std::function<void(std::vector<model::UniqueTournament> tournaments)>;
+      std::function<void(ReadResult<std::vector<model::UniqueTournament>> tournaments)>;
 
   /// Pins the tournament: replaces any row with its ID by the nine columns of
   /// the tournament, its category and the category's sport, stamped with the
@@ -80,8 +82,8 @@ class DBTablePinnedUniqueTournaments : public DBTableAbstract {
   static void deleteAllUniqueTournaments(const std::shared_ptr<FMDatabaseQueue>& queue,
                                          const BoolCompletion& completion = {});
 
-  /// The pinned IDs, read as 32-bit integers (larger values keep only their
-  /// low 32 bits, as this read always has).
+  /// The pinned IDs, read as 64-bit integers (not cut to their low 32 bits,
+  /// so an ID above 2^31 reads back as itself).
   static void getAllUniqueTournamentIDs(const std::shared_ptr<FMDatabaseQueue>& queue,
                                         const IDSetCompletion& completion);
   /// Every pinned tournament, oldest pin first.

@@ -109,7 +109,7 @@ void DBTablePlayer::setPlayerNotificationsEnabled(bool enabled, const IDSet& pla
   setNotificationsEnabledLines(tableColumns(), enabled, playerIDs, queue, completion);
 }
 
-std::future<IDSet> DBTablePlayer::getNotificationEnabledPlayerIds(
+std::future<ReadResult<IDSet>> DBTablePlayer::getNotificationEnabledPlayerIds(
     const std::shared_ptr<FMDatabaseQueue>& queue) {
   return readNotificationEnabledIDs(tableColumns(), queue);
 }

@@ -5,8 +5,8 @@
 // Completions follow the table rules (DBTableFollowedAbstract.h): a null
 // queue does no work and calls nothing; otherwise a given completion is
 // called exactly once before the operation returns. The future forms are
-// ready when they are returned, on every path: false or an empty set when
-// there is no queue or the statement failed.
+// ready when they are returned, on every path: false or std::nullopt when
+// there is no queue or the statement (or its commit) failed.
 //
 // Thread-safety: all operations are static. The schema hooks and statement
 // texts are pure; the row operations block while they hold the database
@@ -50,7 +50,8 @@ class DBTablePlayer : public DBTableFollowedAbstract {
 
   // ---- Row operations -------------------------------------------------------
 
-  using PlayerSetCompletion = std::function<void(std::unordered_set<model::Player> players)>;
+  using PlayerSetCompletion =
+      std::function<void(ReadResult<std::unordered_set<model::Player>> players)>;
 
   static void deletePlayerWithID(std::int64_t playerID,
                                  const std::shared_ptr<FMDatabaseQueue>& queue,
@@ -66,7 +67,7 @@ class DBTablePlayer : public DBTableFollowedAbstract {
   static void setNotificationsEnabled(bool enabled, const IDSet& playerIDs,
                                       const std::shared_ptr<FMDatabaseQueue>& queue,
                                       const BoolCompletion& completion = {});
-  /// IDs (32-bit) of the players with notifications enabled.
+  /// IDs (64-bit) of the players with notifications enabled.
   static void getNotificationPlayerIDs(const std::shared_ptr<FMDatabaseQueue>& queue,
                                        const IDSetCompletion& completion);
 
@@ -86,7 +87,7 @@ class DBTablePlayer : public DBTableFollowedAbstract {
                                             const BoolCompletion& completion);
   /// IDs (64-bit) of the players with notifications enabled, read with
   /// "SELECT ID\nFROM MyPlayerTable\nWHERE NOTIFICATIONS_ENABLED = 1".
-  [[nodiscard]] static std::future<IDSet> getNotificationEnabledPlayerIds(
+  [[nodiscard]] static std::future<ReadResult<IDSet>> getNotificationEnabledPlayerIds(
       const std::shared_ptr<FMDatabaseQueue>& queue);
   static void getNotificationEnabledPlayerIds(const std::shared_ptr<FMDatabaseQueue>& queue,
                                               const IDSetCompletion& completion);

@@ -72,7 +72,7 @@ void DBTableScheduledChannels::deleteChannelWithId(std::int64_t channelID,
 }
 
 TVScheduleChannelCountry DBTableScheduledChannels::mapFromResultSet(const FMResultSet& resultSet) {
-  return TVScheduleChannelCountry(resultSet.intForColumn(kChannelId),
+  return TVScheduleChannelCountry(resultSet.longLongIntForColumn(kChannelId),
                                   resultSet.stringForColumn(kChannelName),
                                   resultSet.stringForColumn(kCountryCode).value_or(""));
 }

@@ -12,8 +12,10 @@
 // Completions: a null queue means no work and no completion call. A save
 // without a value writes nothing and calls no completion. Otherwise a given
 // completion is called exactly once, inside the queue's block, before the
-// operation returns; a failed or refused statement, or a queue that could not
-// reopen its connection, gives false or an empty list.
+// operation returns: a refused statement gives false, a write reports once its transaction has
+// committed (false when a statement or the commit failed), and a read
+// delivers std::nullopt when it failed (also when the queue could not reopen
+// its connection), never an empty answer.
 //
 // Thread-safety: all operations are static. The schema hooks, the mapping and
 // the statement texts are pure and may be called from any thread. The row
@@ -56,7 +58,7 @@ class DBTableScheduledChannels : public DBTableAbstract {
   // ---- Row operations -------------------------------------------------------
 
   using ChannelCountryListCompletion =
-      std::function<void(std::vector<model::TVScheduleChannelCountry> channels)>;
+      std::function<void(ReadResult<std::vector<model::TVScheduleChannelCountry>> channels)>;
 
   /// Stores the channel for its country under its key, replacing the row of
   /// the same channel and country. Without a value nothing is written and the
@@ -76,7 +78,8 @@ class DBTableScheduledChannels : public DBTableAbstract {
                                   const std::shared_ptr<FMDatabaseQueue>& queue,
                                   const BoolCompletion& completion = {});
 
-  /// The channel of the row: CHANNEL_ID read as a 32-bit integer, the name
+  /// The channel of the row: CHANNEL_ID read as a 64-bit integer (not cut to
+  /// its low 32 bits: channel INT64_MAX reads back as itself), the name
   /// (absent for NULL) and the country code ("" for NULL).
   static model::TVScheduleChannelCountry mapFromResultSet(const FMResultSet& resultSet);
 

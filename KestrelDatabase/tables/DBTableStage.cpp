@@ -111,11 +111,10 @@ void DBTableStage::deleteStagesWithUniqueStageID(std::int64_t uniqueStageID,
                                                  const BoolCompletion& completion) {
   if (!queue) return;
   const std::string selection = stagesWithUniqueStageIDQuery(uniqueStageID);
-  // One block, no transaction: each delete commits on its own.
-  queue->inDatabase([&](FMDatabase* db) {
-    const bool success = db && deleteSelectedRows(*db, selection, tableColumns(), kId);
-    if (completion) completion(success);
-  });
+  // The selection and its deletes in one transaction, so that the report
+  // comes after they are on disk.
+  runWrite(queue, [&](FMDatabase& db) { return deleteSelectedRows(db, selection, tableColumns(), kId); },
+           completion);
 }
 
 // ---- Reads ----------------------------------------------------------------------
@@ -143,13 +142,11 @@ void DBTableStage::getStage(std::int64_t stageID, const std::shared_ptr<FMDataba
   const auto sql = NewSQLBuilder::selectAllFromTable(kTableName, whereID(stageID));
   readInDatabase(queue, [&](FMDatabase* db) {
     std::optional<Stage> stage;
-    if (const auto resultSet = db && sql ? db->executeQuery(*sql) : nullptr) {
-      if (resultSet->next() && resultSet->columnCount() > 0) {
-        stage = mapStageFromResultSet(*resultSet);
-      }
-    }
+    const bool read = db != nullptr && sql && forEachRow(*db, *sql, [&](const FMResultSet& row) {
+      if (!stage && row.columnCount() > 0) stage = mapStageFromResultSet(row);
+    });
     if (db && db->hasOpenResultSets()) db->closeOpenResultSets();
-    completion(std::move(stage));
+    completion(read ? ReadResult<std::optional<Stage>>(std::move(stage)) : std::nullopt);
   });
 }
 
@@ -167,14 +164,13 @@ void DBTableStage::getMutedStages(const std::shared_ptr<FMDatabaseQueue>& queue,
 void DBTableStage::getFinishedStagesCount(const std::shared_ptr<FMDatabaseQueue>& queue,
                                           const CountCompletion& completion) {
   if (!queue || !completion) return;
-  const std::string sql = finishedStagesCountQuery(platform::Clock::now());
-  readInDatabase(queue, [&](FMDatabase* db) { completion(db ? db->intForQuery(sql) : 0); });
+  readCount(finishedStagesCountQuery(platform::Clock::now()), queue, completion);
 }
 
 void DBTableStage::getStageIDsToRefresh(const std::shared_ptr<FMDatabaseQueue>& queue,
                                         const IDSetCompletion& completion) {
   if (!queue || !completion) return;
-  readIDs(stageIDsToRefreshQuery(platform::Clock::now()), kId, IDWidth::k32Bit, queue, completion);
+  readIDs(stageIDsToRefreshQuery(platform::Clock::now()), kId, queue, completion);
 }
 
 // ---- Retention --------------------------------------------------------------------

@@ -13,9 +13,11 @@
 //
 // Completions: a null queue means no work and no completion call. Otherwise
 // a given completion is called exactly once, inside the queue's block, before
-// the operation returns; when a statement fails or the queue could not reopen
-// its connection it still comes, with false, an empty result, no stage or 0.
-// An empty read completion makes the read do nothing. Every "now" is
+// the operation returns: a write's once its transaction has committed (true
+// means on disk; a failed statement or commit gives false), a read's with
+// what it read or std::nullopt when the read failed (also when the queue
+// could not reopen its connection). An empty read completion makes the read
+// do nothing. IDs are read as 64-bit integers. Every "now" is
 // platform::Clock::now(), written into statements with "%f".
 //
 // Writes go through the table base's checked path: a value that cannot be
@@ -133,9 +135,11 @@ class DBTableStage : public DBTableAbstract {
 
   // ---- Row operations -------------------------------------------------------
 
-  using StageCompletion = std::function<void(std::optional<model::Stage> stage)>;
-  using StageListCompletion = std::function<void(std::vector<model::Stage> stages)>;
-  using StageSetCompletion = std::function<void(std::unordered_set<model::Stage> stages)>;
+  /// The stage, no stage (no such row), or std::nullopt (the read failed).
+  using StageCompletion = std::function<void(ReadResult<std::optional<model::Stage>> stage)>;
+  using StageListCompletion = std::function<void(ReadResult<std::vector<model::Stage>> stages)>;
+  using StageSetCompletion =
+      std::function<void(ReadResult<std::unordered_set<model::Stage>> stages)>;
 
   /// Rewrites the row of the stage's ID with the mapped values; values the
   /// stage lacks are left out, so their columns keep what they held. True
@@ -166,8 +170,9 @@ class DBTableStage : public DBTableAbstract {
   static void deleteStage(std::int64_t stageID, const std::shared_ptr<FMDatabaseQueue>& queue,
                           const BoolCompletion& completion = {});
   /// Deletes every stage of this unique stage, one delete per row, in one
-  /// block of the queue. True when every delete succeeded, so also when no
-  /// row matched.
+  /// transaction (not one autocommit per delete: the deletes reach the disk
+  /// together, and the report comes after they did). True when every delete
+  /// succeeded and committed, so also when no row matched.
   static void deleteStagesWithUniqueStageID(std::int64_t uniqueStageID,
                                             const std::shared_ptr<FMDatabaseQueue>& queue,
                                             const BoolCompletion& completion = {});
@@ -186,7 +191,7 @@ class DBTableStage : public DBTableAbstract {
   /// The number of non-hidden finished stages.
   static void getFinishedStagesCount(const std::shared_ptr<FMDatabaseQueue>& queue,
                                      const CountCompletion& completion);
-  /// IDs (32-bit) of the stages of the past week or later whose data is old
+  /// IDs (64-bit) of the stages of the past week or later whose data is old
   /// enough for a refresh, by status and start.
   static void getStageIDsToRefresh(const std::shared_ptr<FMDatabaseQueue>& queue,
                                    const IDSetCompletion& completion);

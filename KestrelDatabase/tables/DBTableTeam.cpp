@@ -116,7 +116,7 @@ void DBTableTeam::setTeamNotificationsEnabled(bool enabled, const IDSet& teamIDs
   setNotificationsEnabledLines(tableColumns(), enabled, teamIDs, queue, completion);
 }
 
-std::future<IDSet> DBTableTeam::getNotificationEnabledTeamIds(
+std::future<ReadResult<IDSet>> DBTableTeam::getNotificationEnabledTeamIds(
     const std::shared_ptr<FMDatabaseQueue>& queue) {
   return readNotificationEnabledIDs(tableColumns(), queue);
 }

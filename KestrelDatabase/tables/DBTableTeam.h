@@ -5,8 +5,8 @@
 // Completions follow the table rules (DBTableFollowedAbstract.h): a null
 // queue does no work and calls nothing; otherwise a given completion is
 // called exactly once before the operation returns. The future forms are
-// ready when they are returned, on every path: false or an empty set when
-// there is no queue or the statement failed.
+// ready when they are returned, on every path: false or std::nullopt when
+// there is no queue or the statement (or its commit) failed.
 //
 // Thread-safety: all operations are static. The schema hooks and statement
 // texts are pure; the row operations block while they hold the database
@@ -55,7 +55,8 @@ class DBTableTeam : public DBTableFollowedAbstract {
 
   // ---- Row operations -------------------------------------------------------
 
-  using TeamSetCompletion = std::function<void(std::unordered_set<model::Team> teams)>;
+  using TeamSetCompletion =
+      std::function<void(ReadResult<std::unordered_set<model::Team>> teams)>;
 
   /// In one transaction: deletes the event rows that exist only because of
   /// this team (ownedEventsQuery()), then the team's row. True only when every
@@ -69,7 +70,7 @@ class DBTableTeam : public DBTableFollowedAbstract {
   static void setNotificationsEnabled(bool enabled, const IDSet& teamIDs,
                                       const std::shared_ptr<FMDatabaseQueue>& queue,
                                       const BoolCompletion& completion = {});
-  /// IDs (32-bit) of the teams with notifications enabled.
+  /// IDs (64-bit) of the teams with notifications enabled.
   static void getNotificationTeamIDs(const std::shared_ptr<FMDatabaseQueue>& queue,
                                      const IDSetCompletion& completion);
   /// IDs of the followed teams of the sport with this slug.
@@ -93,7 +94,7 @@ class DBTableTeam : public DBTableFollowedAbstract {
                                           const std::shared_ptr<FMDatabaseQueue>& queue,
                                           const BoolCompletion& completion);
   /// IDs (64-bit) of the teams with notifications enabled.
-  [[nodiscard]] static std::future<IDSet> getNotificationEnabledTeamIds(
+  [[nodiscard]] static std::future<ReadResult<IDSet>> getNotificationEnabledTeamIds(
       const std::shared_ptr<FMDatabaseQueue>& queue);
   static void getNotificationEnabledTeamIds(const std::shared_ptr<FMDatabaseQueue>& queue,
                                             const IDSetCompletion& completion);

@@ -129,7 +129,7 @@ void DBTableTournament::setTournamentNotificationsEnabled(
   setNotificationsEnabledLines(tableColumns(), enabled, uniqueTournamentIDs, queue, completion);
 }
 
-std::future<IDSet> DBTableTournament::getNotificationEnabledTournamentUniqueIds(
+std::future<ReadResult<IDSet>> DBTableTournament::getNotificationEnabledTournamentUniqueIds(
     const std::shared_ptr<FMDatabaseQueue>& queue) {
   return readNotificationEnabledIDs(tableColumns(), queue);
 }

@@ -80,7 +80,7 @@ class DBTableTournament : public DBTableFollowedAbstract {
     }
   };
   using TournamentSet = std::unordered_set<model::Tournament, UniqueIdHash, SameUniqueId>;
-  using TournamentSetCompletion = std::function<void(TournamentSet tournaments)>;
+  using TournamentSetCompletion = std::function<void(ReadResult<TournamentSet> tournaments)>;
 
   /// In one transaction: deletes the event rows of this unique tournament in
   /// which no followed team plays (ownedEventsQuery()), then its row. True
@@ -96,7 +96,7 @@ class DBTableTournament : public DBTableFollowedAbstract {
   static void setNotificationsEnabled(bool enabled, const IDSet& uniqueTournamentIDs,
                                       const std::shared_ptr<FMDatabaseQueue>& queue,
                                       const BoolCompletion& completion = {});
-  /// Unique tournament IDs (32-bit) with notifications enabled.
+  /// Unique tournament IDs (64-bit) with notifications enabled.
   static void getNotificationTournamentIDs(const std::shared_ptr<FMDatabaseQueue>& queue,
                                            const IDSetCompletion& completion);
   /// Unique tournament IDs of the sport with this slug.
@@ -120,7 +120,7 @@ class DBTableTournament : public DBTableFollowedAbstract {
                                                 const std::shared_ptr<FMDatabaseQueue>& queue,
                                                 const BoolCompletion& completion);
   /// Unique tournament IDs (64-bit) with notifications enabled.
-  [[nodiscard]] static std::future<IDSet> getNotificationEnabledTournamentUniqueIds(
+  [[nodiscard]] static std::future<ReadResult<IDSet>> getNotificationEnabledTournamentUniqueIds(
       const std::shared_ptr<FMDatabaseQueue>& queue);
   static void getNotificationEnabledTournamentUniqueIds(
       const std::shared_ptr<FMDatabaseQueue>& queue, const IDSetCompletion& completion);

@@ -7,9 +7,10 @@
 // Completions: a null queue means no work and no completion call. A save
 // without a suggestion, or of one without its event or channel, writes
 // nothing and calls no completion. Otherwise a given completion is called
-// exactly once, inside the queue's block, before the operation returns; a
-// failed statement, or a queue that could not reopen its connection, gives
-// false or an empty set. Every "now" is platform::Clock::now(), written into
+// exactly once, inside the queue's block, before the operation returns: a write reports once its transaction has
+// committed (false when a statement or the commit failed), and a read
+// delivers std::nullopt when it failed (also when the queue could not reopen
+// its connection), never an empty answer. Every "now" is platform::Clock::now(), written into
 // statements with "%f".
 //
 // Thread-safety: all operations are static. The schema hooks, the mapping and
@@ -56,7 +57,7 @@ class DBTableTvChannels : public DBTableAbstract {
   // ---- Row operations -------------------------------------------------------
 
   using SuggestionSet = std::unordered_set<model::TVChannelSuggestion>;
-  using SuggestionSetCompletion = std::function<void(SuggestionSet suggestions)>;
+  using SuggestionSetCompletion = std::function<void(ReadResult<SuggestionSet> suggestions)>;
 
   /// Adds a row for the answer: channel, event, event start (NULL when
   /// absent) and approve as 0 or 1. Without a suggestion, an event ID or a

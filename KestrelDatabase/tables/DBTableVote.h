@@ -6,8 +6,10 @@
 // Completions: a null queue means no work and no completion call. A save
 // without its vote or event ID writes nothing and calls no completion.
 // Otherwise a given completion is called exactly once, inside the queue's
-// block, before the operation returns; a failed statement, or a queue that
-// could not reopen its connection, gives false or an empty result. Every
+// block, before the operation returns: a write reports once its transaction has
+// committed (false when a statement or the commit failed), and a read
+// delivers std::nullopt when it failed (also when the queue could not reopen
+// its connection), never an empty answer. Every
 // "now" is platform::Clock::now(), written into statements with "%f".
 //
 // Thread-safety: all operations are static. The schema hooks and the
@@ -53,7 +55,7 @@ class DBTableVote : public DBTableAbstract {
 
   /// Event ID -> vote; a row whose VOTE is NULL maps to absent.
   using VoteMap = std::map<std::int64_t, std::optional<std::int64_t>>;
-  using VoteMapCompletion = std::function<void(VoteMap votes)>;
+  using VoteMapCompletion = std::function<void(ReadResult<VoteMap> votes)>;
 
   /// Stores the vote for the event as not yet posted (POST_FLAG 0), replacing
   /// any earlier vote for it. The event's start may be absent (NULL). Without

@@ -114,11 +114,16 @@ TEST_F(DBCacheEntitiesTest, TournamentsAreKeyedByUniqueTournament) {
   EXPECT_EQ(keys(tournaments.getObjects(), uniqueIdOf), (V{order[0], 32}));
   EXPECT_EQ(sorted(tournaments.getIDs()), (V{order[0], 32}));
 
-  // The base object operations key by unique tournament too.
+  // The base object operations use the model's equality: the tournament's
+  // own ID, whatever its unique tournament.
   tournaments.cacheObject(tournament(901, 32));
-  EXPECT_EQ(tournaments.getObjects().size(), 2u);
+  EXPECT_EQ(tournaments.getObjects().size(), 3u);
+  tournaments.cacheObject(tournament(900, 77));
+  EXPECT_EQ(tournaments.getObjects().size(), 3u) << "an equal object (ID 900) is cached";
   tournaments.removeObjectFromCache(tournament(-5, 32));
-  EXPECT_EQ(keys(tournaments.getObjects(), uniqueIdOf), (V{order[0]}));
+  EXPECT_EQ(tournaments.getObjects().size(), 3u);
+  tournaments.removeObjectFromCache(tournament(901, 99));
+  EXPECT_EQ(keys(tournaments.getObjects(), uniqueIdOf), (V{order[0], 32}));
 
   // A tournament without a unique ID adds no ID.
   tournaments.cacheTournament(model::Tournament{.ID = 5});

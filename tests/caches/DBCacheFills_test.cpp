@@ -91,11 +91,12 @@ TEST_F(DBCacheFillsTest, EachCacheFillsFromItsOwnRead) {
   EXPECT_FALSE(channels.dictionary());
 }
 
-TEST_F(DBCacheFillsTest, ReadsThatFindNothingOrFailLeaveFilledEmptyCaches) {
-  // Nothing stored.
+TEST_F(DBCacheFillsTest, AFailedReadLeavesTheCacheUnfilledAndTheNextOperationReadsAgain) {
+  // Nothing stored: filled, and empty.
   expectAllFilledAndEmpty(queue_);
 
-  // Every table gone: each read logs its failure and answers empty.
+  // Every table gone: each read logs its failure, and no cache takes that
+  // for "nothing stored".
   for (const char* table :
        {DBTableEvent::kTableName, DBTableStage::kTableName, DBTableTeam::kTableName,
         DBTablePlayer::kTableName, DBTableTournament::kTableName,
@@ -104,13 +105,37 @@ TEST_F(DBCacheFillsTest, ReadsThatFindNothingOrFailLeaveFilledEmptyCaches) {
     exec(std::string("DROP TABLE IF EXISTS ") + table);
   }
   logs_.clear();
-  expectAllFilledAndEmpty(queue_);
+  std::vector<std::unique_ptr<DBCacheAbstract>> caches;
+  for (const auto& cache : testing::waitingCaches()) {
+    caches.push_back(cache.make(queue_));
+    EXPECT_EQ(cache.filled(*caches.back()), std::nullopt) << cache.name;
+    EXPECT_TRUE(caches.back()->getIDs().empty()) << cache.name;
+  }
   EXPECT_GT(logs_.countContaining("no such table"), 0u);
 
-  // The connection lost for good: the queue cannot reopen the file.
+  // The tables back, with rows: the same caches read again at their next
+  // operation and hold what is stored.
+  helper_->createTables();
+  followEvent(1);
+  followTeam(team(10), /*notifications=*/true);
+  followCompetition(60);
+  for (std::size_t i = 0; i < caches.size(); ++i) {
+    caches[i]->initCache();
+    EXPECT_TRUE(testing::waitingCaches()[i].filled(*caches[i]).has_value())
+        << testing::waitingCaches()[i].name;
+  }
+  EXPECT_TRUE(caches.front()->containsID(1)) << "DBCacheEvent";
+
+  // The connection lost for good: every refill fails, and each cache is
+  // unfilled again rather than empty.
   queue_->close();
   std::filesystem::remove_all(home_.path() / "Documents");
-  expectAllFilledAndEmpty(queue_);
+  for (std::size_t i = 0; i < caches.size(); ++i) {
+    caches[i]->invalidate();
+    caches[i]->initCache();
+    EXPECT_EQ(testing::waitingCaches()[i].filled(*caches[i]), std::nullopt)
+        << testing::waitingCaches()[i].name;
+  }
 }
 
 TEST_F(DBCacheFillsTest, WithoutItsQueueACacheStaysAbsentAndNeverWaits) {

@@ -125,11 +125,18 @@ void StorageTest::storeOneOfEach() {
 
 namespace {
 
+/// What a table read delivered; a failed read (or none) fails the test.
+template <class T, class Read>
+T stored(Read read) {
+  ReadResult<T> answer;
+  read([&](ReadResult<T> result) { answer = std::move(result); });
+  if (!answer) ADD_FAILURE() << "a fresh read of the store failed";
+  return answer ? std::move(*answer) : T{};
+}
+
 template <class Read>
 StorageManager::IDSet readIDs(Read read) {
-  StorageManager::IDSet ids;
-  read([&](StorageManager::IDSet result) { ids = std::move(result); });
-  return ids;
+  return stored<StorageManager::IDSet>(read);
 }
 
 }  // namespace
@@ -144,25 +151,30 @@ StorageManager::IDSet StorageTest::storedMutedEventIDs() const {
 
 StorageManager::IDSet StorageTest::storedFavoriteStageIDs() const {
   IDSet ids;
-  DBTableStage::getAllFavoriteStages(storage_->dbQueue(), [&](std::vector<model::Stage> stages) {
-    for (const model::Stage& stage : stages) ids.insert(stage.ID);
-  });
+  for (const model::Stage& stage : stored<std::vector<model::Stage>>([&](auto done) {
+         DBTableStage::getAllFavoriteStages(storage_->dbQueue(), done);
+       })) {
+    ids.insert(stage.ID);
+  }
   return ids;
 }
 
 StorageManager::IDSet StorageTest::storedMutedStageIDs() const {
   IDSet ids;
-  DBTableStage::getMutedStages(storage_->dbQueue(), [&](std::unordered_set<model::Stage> stages) {
-    for (const model::Stage& stage : stages) ids.insert(stage.ID);
-  });
+  for (const model::Stage& stage : stored<std::unordered_set<model::Stage>>([&](auto done) {
+         DBTableStage::getMutedStages(storage_->dbQueue(), done);
+       })) {
+    ids.insert(stage.ID);
+  }
   return ids;
 }
 
 StorageManager::IDSet StorageTest::storedTeamIDs() const {
   IDSet ids;
-  DBTableTeam::getTeams(storage_->dbQueue(), [&](std::unordered_set<model::Team> teams) {
-    for (const model::Team& team : teams) ids.insert(team.ID);
-  });
+  for (const model::Team& team : stored<std::unordered_set<model::Team>>(
+           [&](auto done) { DBTableTeam::getTeams(storage_->dbQueue(), done); })) {
+    ids.insert(team.ID);
+  }
   return ids;
 }
 
@@ -172,9 +184,10 @@ StorageManager::IDSet StorageTest::storedTeamNotificationIDs() const {
 
 StorageManager::IDSet StorageTest::storedPlayerIDs() const {
   IDSet ids;
-  DBTablePlayer::getPlayers(storage_->dbQueue(), [&](std::unordered_set<model::Player> players) {
-    for (const model::Player& player : players) ids.insert(player.ID);
-  });
+  for (const model::Player& player : stored<std::unordered_set<model::Player>>(
+           [&](auto done) { DBTablePlayer::getPlayers(storage_->dbQueue(), done); })) {
+    ids.insert(player.ID);
+  }
   return ids;
 }
 
@@ -185,12 +198,10 @@ StorageManager::IDSet StorageTest::storedPlayerNotificationIDs() const {
 
 StorageManager::IDSet StorageTest::storedTournamentIDs() const {
   IDSet ids;
-  DBTableTournament::getTournaments(storage_->dbQueue(),
-                                    [&](DBTableTournament::TournamentSet tournaments) {
-                                      for (const model::Tournament& t : tournaments) {
-                                        if (t.uniqueId) ids.insert(*t.uniqueId);
-                                      }
-                                    });
+  for (const model::Tournament& t : stored<DBTableTournament::TournamentSet>(
+           [&](auto done) { DBTableTournament::getTournaments(storage_->dbQueue(), done); })) {
+    if (t.uniqueId) ids.insert(*t.uniqueId);
+  }
   return ids;
 }
 
@@ -202,15 +213,18 @@ StorageManager::IDSet StorageTest::storedTournamentNotificationIDs() const {
 
 std::vector<std::int64_t> StorageTest::storedPinnedIDs() const {
   std::vector<std::int64_t> ids;
-  DBTablePinnedUniqueTournaments::getAllUniqueTournaments(
-      storage_->dbQueue(), [&](std::vector<model::UniqueTournament> tournaments) {
-        for (const model::UniqueTournament& t : tournaments) ids.push_back(t.ID);
-      });
+  for (const model::UniqueTournament& t :
+       stored<std::vector<model::UniqueTournament>>([&](auto done) {
+         DBTablePinnedUniqueTournaments::getAllUniqueTournaments(storage_->dbQueue(), done);
+       })) {
+    ids.push_back(t.ID);
+  }
   return ids;
 }
 
 StorageManager::IDSet StorageTest::storedFantasyIDs() const {
-  return DBTableFantasyCompetition::getCompetitionIds(storage_->dbQueue()).get();
+  return stored<IDSet>(
+      [&](auto done) { DBTableFantasyCompetition::getCompetitionIds(storage_->dbQueue(), done); });
 }
 
 std::string StorageTest::suggestionText(const model::TVChannelSuggestion& suggestion) {
@@ -223,10 +237,11 @@ std::string StorageTest::suggestionText(const model::TVChannelSuggestion& sugges
 
 std::set<std::string> StorageTest::storedTvSuggestions() const {
   std::set<std::string> texts;
-  DBTableTvChannels::getTvChannelTvChannelSuggestions(
-      storage_->dbQueue(), [&](DBTableTvChannels::SuggestionSet suggestions) {
-        for (const auto& suggestion : suggestions) texts.insert(suggestionText(suggestion));
-      });
+  for (const auto& suggestion : stored<DBTableTvChannels::SuggestionSet>([&](auto done) {
+         DBTableTvChannels::getTvChannelTvChannelSuggestions(storage_->dbQueue(), done);
+       })) {
+    texts.insert(suggestionText(suggestion));
+  }
   return texts;
 }
 
@@ -280,9 +295,11 @@ void StorageTest::expectCachesAgreeWithStores(const std::string& step) const {
 
   // The stage cache: its objects, its map, and the membership questions.
   std::map<std::int64_t, std::int64_t> storedMap;
-  DBTableStage::getAllFavoriteStages(s.dbQueue(), [&](std::vector<model::Stage> stages) {
-    for (const model::Stage& stage : stages) storedMap[stage.ID] = DBCacheStageMap::groupHeadOf(stage);
-  });
+  for (const model::Stage& stage : stored<std::vector<model::Stage>>([&](auto done) {
+         DBTableStage::getAllFavoriteStages(s.dbQueue(), done);
+       })) {
+    storedMap[stage.ID] = DBCacheStageMap::groupHeadOf(stage);
+  }
   const auto cachedMap = s.cacheStage().getObjectDictionary().snapshot();
   using StageMap = std::map<std::int64_t, std::int64_t>;
   EXPECT_EQ(StageMap(cachedMap.begin(), cachedMap.end()), storedMap);

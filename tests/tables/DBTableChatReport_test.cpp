@@ -25,7 +25,7 @@ class DBTableChatReportTest : public testing::SmallTableTest {
     });
   }
   IDSet reported() {
-    return result<IDSet>(
+    return read<IDSet>(
         [&](auto done) { DBTableChatReport::getReportedMessageIDs(queue_, done); });
   }
 };

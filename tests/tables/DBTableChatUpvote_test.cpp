@@ -23,7 +23,7 @@ class DBTableChatUpvoteTest : public testing::SmallTableTest {
     });
   }
   IDSet messages(std::int64_t event) {
-    return result<IDSet>(
+    return read<IDSet>(
         [&](auto done) { DBTableChatUpvote::getMessageIDsForEventID(event, queue_, done); });
   }
   std::optional<bool> purge() {

@@ -36,6 +36,22 @@ struct Captured {
   }
 };
 
+/// Records what a read's completion received: `value` holds the answer of a
+/// read that ran, `failed` says the read reported a failure (std::nullopt).
+template <class T>
+struct CapturedRead {
+  int calls = 0;
+  bool failed = false;
+  std::optional<T> value;
+  std::function<void(ReadResult<T>)> completion() {
+    return [this](ReadResult<T> received) {
+      ++calls;
+      failed = !received.has_value();
+      value = std::move(received);
+    };
+  }
+};
+
 class DBTableEventTest : public ::testing::Test {
  protected:
   using Queue = std::shared_ptr<FMDatabaseQueue>;
@@ -85,18 +101,21 @@ class DBTableEventTest : public ::testing::Test {
   bool insertFavorite(const model::Event& e, bool muted = false) { return insert(e, muted); }
   bool insertOwned(const model::Event& event) { return insert(event, std::nullopt); }
 
+  /// The row of that ID read back (the read must succeed).
   std::optional<model::Event> read(std::int64_t id) {
-    Captured<std::optional<model::Event>> done;
+    CapturedRead<std::optional<model::Event>> done;
     DBTableEvent::getEvent(id, queue_, done.completion());
     EXPECT_EQ(done.calls, 1);
+    EXPECT_FALSE(done.failed);
     return done.value.value_or(std::nullopt);
   }
 
-  /// The set one of the ID reads delivers.
+  /// The set one of the ID reads delivers (the read must succeed).
   IDSet ids(void (*read)(const Queue&, const IDSetCompletion&)) {
-    Captured<IDSet> done;
+    CapturedRead<IDSet> done;
     read(queue_, done.completion());
     EXPECT_EQ(done.calls, 1);
+    EXPECT_FALSE(done.failed);
     return done.value.value_or(IDSet{});
   }
 

@@ -17,6 +17,7 @@ namespace {
 
 using model::Event;
 using testing::Captured;
+using testing::CapturedRead;
 
 enum class Outcome { Stored, Refused };
 constexpr Outcome S = Outcome::Stored;

@@ -16,6 +16,7 @@ namespace {
 
 using model::Event;
 using testing::Captured;
+using testing::CapturedRead;
 using testing::DBTableEventTest;
 using testing::kNow;
 
@@ -51,13 +52,13 @@ TEST_F(DBTableEventLocaleTest, CommaDecimalLocaleGivesTheSameStatementsFavourite
   ASSERT_TRUE(insertFavorite(event(4, 3, 86400)));    // tomorrow
   EXPECT_EQ(column(1, "LAST_UPDATE"), "1700000000.25");
 
-  Captured<std::vector<Event>> favourites;
+  CapturedRead<std::vector<Event>> favourites;
   DBTableEvent::getAllFavoriteEvents(queue_, favourites.completion());
   ASSERT_TRUE(favourites.value.has_value());
   std::vector<std::int64_t> order;
   for (const auto& e : *favourites.value) order.push_back(e.ID);
   EXPECT_EQ(order, (std::vector<std::int64_t>{3, 1, 4}));
-  Captured<int> finished;
+  CapturedRead<int> finished;
   DBTableEvent::getFinishedEventsCount(queue_, finished.completion());
   EXPECT_EQ(finished.value, 1);
 

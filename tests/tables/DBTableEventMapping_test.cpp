@@ -252,7 +252,7 @@ TEST_F(DBTableEventMappingTest, MissingColumnsWarnOncePerResultSetNotPerRow) {
   for (std::int64_t id = 1; id <= 3; ++id) ASSERT_TRUE(insertFavorite(event(id)));
   logs_.clear();
 
-  testing::Captured<std::vector<Event>> all;
+  testing::CapturedRead<std::vector<Event>> all;
   DBTableEvent::getAllFavoriteEvents(queue_, all.completion());
   ASSERT_EQ(all.value->size(), 3u);
   EXPECT_FALSE(all.value->front().yardDistanceOriginal->currentTeamHalfNumber.has_value());

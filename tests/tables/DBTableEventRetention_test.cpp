@@ -15,6 +15,7 @@ namespace {
 using model::Event;
 using model::Team;
 using testing::Captured;
+using testing::CapturedRead;
 using testing::kNowSeconds;
 
 constexpr std::int64_t kTeam = 100;
@@ -58,7 +59,7 @@ TEST_F(DBTableEventRetentionTest, FinishedPruningHidesOwnedRowsDeletesTheRestAnd
   ASSERT_TRUE(insertFavorite(event(11, 4, 0)));                       // starts right now
   ASSERT_TRUE(insertFavorite(withHome(event(12, 3, -7200), kTeam)));  // owned, not finished
 
-  Captured<int> before;
+  CapturedRead<int> before;
   DBTableEvent::getFinishedEventsCount(queue_, before.completion());
   EXPECT_EQ(before.value, 7) << "1, 2, 3, 4, 6, 7 and 9";
 
@@ -69,7 +70,7 @@ TEST_F(DBTableEventRetentionTest, FinishedPruningHidesOwnedRowsDeletesTheRestAnd
 
   EXPECT_EQ(ids(&DBTableEvent::getAllEventIDs), (IDSet{1, 2, 3, 5, 7, 8, 10, 11, 12}));
   EXPECT_EQ(ids(&DBTableEvent::getAllFavoriteEventIDs), (IDSet{5, 8, 10, 11, 12}));
-  Captured<int> after;
+  CapturedRead<int> after;
   DBTableEvent::getFinishedEventsCount(queue_, after.completion());
   EXPECT_EQ(after.value, 0);
 

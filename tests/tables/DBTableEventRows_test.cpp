@@ -15,6 +15,7 @@ namespace {
 
 using model::Event;
 using testing::Captured;
+using testing::CapturedRead;
 using testing::DBTableEventTest;
 using testing::kNowSeconds;
 
@@ -65,7 +66,7 @@ TEST_F(DBTableEventRowsTest, FlagCombinationsAgainstEveryRead) {
   EXPECT_EQ(ids(&DBTableEvent::getFavoriteEventIDs), (IDSet{1, 2, 6, 7}));
   EXPECT_EQ(ids(&DBTableEvent::getMutedEventIDs), (IDSet{2, 5}));
 
-  Captured<std::vector<Event>> favourites;
+  CapturedRead<std::vector<Event>> favourites;
   DBTableEvent::getAllFavoriteEvents(queue_, favourites.completion());
   ASSERT_EQ(favourites.calls, 1);
   // Oldest start first; a NULL start is not within the last seven days.
@@ -154,11 +155,10 @@ TEST_F(DBTableEventRowsTest, NullQueueDoesNoWorkAndCallsNoCompletion) {
   DBTableEvent::deleteEvents({1}, none, write);
   DBTableEvent::deleteOldEvents(none, write);
   DBTableEvent::migrateFavoriteNotificationEvents(none, write);
-  DBTableEvent::getEvent(1, none, [&](std::optional<Event>) { ++calls; });
-  DBTableEvent::getAllEventsWithQuery("SELECT * FROM EventTable_", none,
-                                      [&](std::unordered_set<Event>) { ++calls; });
-  DBTableEvent::getIDs("SELECT ID FROM EventTable_", none, [&](IDSet) { ++calls; });
-  DBTableEvent::getFinishedEventsCount(none, [&](int) { ++calls; });
+  DBTableEvent::getEvent(1, none, [&](auto) { ++calls; });
+  DBTableEvent::getAllEventsWithQuery("SELECT * FROM EventTable_", none, [&](auto) { ++calls; });
+  DBTableEvent::getIDs("SELECT ID FROM EventTable_", none, [&](auto) { ++calls; });
+  DBTableEvent::getFinishedEventsCount(none, [&](auto) { ++calls; });
   EXPECT_EQ(calls, 0);
 
   auto migration = DBTableEvent::migrateFavoriteNotificationEvents(none);
@@ -169,24 +169,24 @@ TEST_F(DBTableEventRowsTest, NullQueueDoesNoWorkAndCallsNoCompletion) {
   DBTableEvent::getFinishedEventsCount(queue_, {});
 }
 
-TEST_F(DBTableEventRowsTest, IDReadsTakeTheNamedColumnAs32BitIntegersAndEventsCollapseByID) {
+TEST_F(DBTableEventRowsTest, IDReadsTakeTheNamedColumnAs64BitIntegersAndEventsCollapseByID) {
   Event e = event(1);
   e.homeTeamOriginal = model::Team{.ID = 10};
   ASSERT_TRUE(insertFavorite(e));
   exec("INSERT INTO EventTable_ (ID, HOME_TEAM_ID) VALUES (4294967298, 20)");
 
-  Captured<IDSet> teams;
+  CapturedRead<IDSet> teams;
   DBTableEvent::getIntColumn("HOME_TEAM_ID", "SELECT HOME_TEAM_ID FROM EventTable_", queue_,
                              teams.completion());
   EXPECT_EQ(teams.value, (IDSet{10, 20}));
 
-  // IDs beyond 32 bits keep only their low 32 bits.
-  Captured<IDSet> events;
+  // IDs beyond 32 bits read back whole.
+  CapturedRead<IDSet> events;
   DBTableEvent::getIDs("SELECT ID FROM EventTable_", queue_, events.completion());
-  EXPECT_EQ(events.value, (IDSet{1, 2}));
+  EXPECT_EQ(events.value, (IDSet{1, 4294967298}));
 
   // The events of a query collapse by ID.
-  Captured<std::unordered_set<Event>> rows;
+  CapturedRead<std::unordered_set<Event>> rows;
   DBTableEvent::getAllEventsWithQuery(
       "SELECT * FROM EventTable_ UNION ALL SELECT * FROM EventTable_ WHERE ID = 1", queue_,
       rows.completion());
@@ -195,12 +195,17 @@ TEST_F(DBTableEventRowsTest, IDReadsTakeTheNamedColumnAs32BitIntegersAndEventsCo
 
 TEST_F(DBTableEventRowsTest, FailingStatementsAndALostConnectionStillCompleteEveryCallOnce) {
   // Callers, and the caches that wait on a read, rely on every completion
-  // being called once, with a failure or an empty result.
+  // being called once; a read reports its failure as one (std::nullopt),
+  // never as an empty answer.
   const auto expectFailures = [this] {
     EXPECT_FALSE(insertFavorite(event(1)));
     EXPECT_FALSE(insertOwned(event(1)));
-    EXPECT_FALSE(read(1).has_value());
-    EXPECT_TRUE(ids(&DBTableEvent::getEventIDsToRefresh).empty());
+    CapturedRead<std::optional<Event>> one;
+    DBTableEvent::getEvent(1, queue_, one.completion());
+    EXPECT_TRUE(one.calls == 1 && one.failed);
+    CapturedRead<IDSet> due;
+    DBTableEvent::getEventIDsToRefresh(queue_, due.completion());
+    EXPECT_TRUE(due.calls == 1 && due.failed);
     int calls = 0;
     const BoolCompletion expectFalse = [&](bool ok) {
       ++calls;
@@ -210,15 +215,15 @@ TEST_F(DBTableEventRowsTest, FailingStatementsAndALostConnectionStillCompleteEve
     DBTableEvent::deleteFinishedEvents(queue_, expectFalse);
     DBTableEvent::deleteEvents({1, 2}, queue_, expectFalse);
     EXPECT_EQ(calls, 3);
-    Captured<std::vector<Event>> favourites;
+    CapturedRead<std::vector<Event>> favourites;
     DBTableEvent::getAllFavoriteEvents(queue_, favourites.completion());
-    EXPECT_EQ(favourites.value, std::vector<Event>{});
-    Captured<std::unordered_set<Event>> queried;
+    EXPECT_TRUE(favourites.calls == 1 && favourites.failed);
+    CapturedRead<std::unordered_set<Event>> queried;
     DBTableEvent::getAllEventsWithQuery("SELECT * FROM EventTable_", queue_, queried.completion());
-    EXPECT_EQ(queried.value, std::unordered_set<Event>{});
-    Captured<int> count;
+    EXPECT_TRUE(queried.calls == 1 && queried.failed);
+    CapturedRead<int> count;
     DBTableEvent::getFinishedEventsCount(queue_, count.completion());
-    EXPECT_EQ(count.value, 0);
+    EXPECT_TRUE(count.calls == 1 && count.failed);
   };
   exec("DROP TABLE EventTable_");
   logs_.clear();

@@ -23,6 +23,7 @@ namespace {
 
 using Queue = std::shared_ptr<FMDatabaseQueue>;
 using testing::Captured;
+using testing::CapturedRead;
 
 // One followed-entity table through its operations.
 struct FollowedTable {
@@ -31,7 +32,7 @@ struct FollowedTable {
   void (*setFlag)(bool, const IDSet&, const Queue&, const BoolCompletion&);
   std::future<bool> (*setFlagLines)(bool, const IDSet&, const Queue&);
   void (*flagged)(const Queue&, const IDSetCompletion&);
-  std::future<IDSet> (*flaggedLines)(const Queue&);
+  std::future<ReadResult<IDSet>> (*flaggedLines)(const Queue&);
 };
 
 // Test names and messages show the table's name, not the struct's bytes.
@@ -77,9 +78,10 @@ class FollowedTableTest : public testing::TableRowsTest,
                           public ::testing::WithParamInterface<FollowedTable> {
  protected:
   IDSet flagged() {
-    Captured<IDSet> done;
+    CapturedRead<IDSet> done;
     GetParam().flagged(queue_, done.completion());
     EXPECT_EQ(done.calls, 1);
+    EXPECT_FALSE(done.failed);
     return done.value.value_or(IDSet{});
   }
   std::string table() const { return GetParam().name; }
@@ -92,12 +94,12 @@ int recordStatement(unsigned, void* texts, void*, void* sql) {
 
 constexpr std::int64_t kWide = 4294967303;  // low 32 bits: 7
 
-TEST_P(FollowedTableTest, NotificationFlagsInBothStylesWithTheirTextsAndIDWidths) {
+TEST_P(FollowedTableTest, NotificationFlagsInBothStylesWithTheirTextsAnd64BitIDs) {
   const FollowedTable& t = GetParam();
   ASSERT_TRUE(t.save(1, "one", true, queue_).get());
   ASSERT_TRUE(t.save(2, "two", false, queue_).get());
   ASSERT_TRUE(t.save(kWide, "wide", true, queue_).get());
-  EXPECT_EQ(flagged(), (IDSet{1, 7})) << "the classic read keeps 32 bits";
+  EXPECT_EQ(flagged(), (IDSet{1, kWide})) << "both reads take 64 bits";
   EXPECT_EQ(t.flaggedLines(queue_).get(), (IDSet{1, kWide}));
 
   std::vector<std::string> texts;
@@ -134,7 +136,7 @@ TEST_P(FollowedTableTest, EveryFutureIsReadyOnEveryPath) {
   ASSERT_TRUE(ready(saved) && ready(set) && ready(read));
   EXPECT_FALSE(saved.get());
   EXPECT_FALSE(set.get());
-  EXPECT_TRUE(read.get().empty());
+  EXPECT_EQ(read.get(), std::nullopt);
 
   // A refused value: false, nothing stored, the one log line.
   auto refused = t.save(1, "a \"quoted\" name", true, queue_);
@@ -152,8 +154,10 @@ TEST_P(FollowedTableTest, EveryFutureIsReadyOnEveryPath) {
   ASSERT_TRUE(ready(saved) && ready(set) && ready(read));
   EXPECT_FALSE(saved.get());
   EXPECT_FALSE(set.get());
-  EXPECT_TRUE(read.get().empty());
-  EXPECT_TRUE(flagged().empty());
+  EXPECT_EQ(read.get(), std::nullopt);
+  CapturedRead<IDSet> classic;
+  t.flagged(queue_, classic.completion());
+  EXPECT_TRUE(classic.calls == 1 && classic.failed);
 }
 
 INSTANTIATE_TEST_SUITE_P(AllFollowedTables, FollowedTableTest, ::testing::ValuesIn(kTables),
@@ -185,7 +189,7 @@ TEST_F(DBTableFollowedUpgradeTest, OlderTablesGainNotificationsOneAndTypeZeroOnS
   EXPECT_EQ(DBTablePlayer::getNotificationEnabledPlayerIds(queue_).get(), IDSet{2});
   EXPECT_EQ(DBTableTournament::getNotificationEnabledTournamentUniqueIds(queue_).get(), IDSet{3});
   // The old rows read as entities with the new columns' defaults.
-  Captured<std::unordered_set<model::Team>> teams;
+  CapturedRead<std::unordered_set<model::Team>> teams;
   DBTableTeam::getTeams(queue_, teams.completion());
   ASSERT_EQ(teams.value->size(), 1u);
   EXPECT_EQ(teams.value->begin()->name, "Old");
@@ -203,12 +207,12 @@ TEST_F(DBTableFollowedUpgradeTest, SportReadsMatchTheSlugAsTextNeverAsSQL) {
     ASSERT_TRUE(DBTableTournament::saveTournament(league, true, queue_).get());
   }
   const auto teamsOf = [&](const std::string& slug) {
-    Captured<IDSet> done;
+    CapturedRead<IDSet> done;
     DBTableTeam::getTeamIDsForSport(slug, queue_, done.completion());
     return done.value.value_or(IDSet{99});
   };
   const auto leaguesOf = [&](const std::string& slug) {
-    Captured<IDSet> done;
+    CapturedRead<IDSet> done;
     DBTableTournament::getTournamentIDsForSport(slug, queue_, done.completion());
     return done.value.value_or(IDSet{99});
   };

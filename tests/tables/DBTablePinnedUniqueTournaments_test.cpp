@@ -26,7 +26,7 @@ class DBTablePinnedUniqueTournamentsTest : public testing::SmallTableTest {
         [&](auto done) { Pinned::saveUniqueTournament(tournament, queue_, done); });
   }
   std::vector<UniqueTournament> pinned() {
-    return result<std::vector<UniqueTournament>>(
+    return read<std::vector<UniqueTournament>>(
         [&](auto done) { Pinned::getAllUniqueTournaments(queue_, done); });
   }
   std::vector<std::int64_t> pinnedOrder() {
@@ -35,7 +35,7 @@ class DBTablePinnedUniqueTournamentsTest : public testing::SmallTableTest {
     return ids;
   }
   IDSet pinnedIDs() {
-    return result<IDSet>([&](auto done) { Pinned::getAllUniqueTournamentIDs(queue_, done); });
+    return read<IDSet>([&](auto done) { Pinned::getAllUniqueTournamentIDs(queue_, done); });
   }
 
   static UniqueTournament full(std::int64_t id) {
@@ -114,9 +114,9 @@ TEST_F(DBTablePinnedUniqueTournamentsTest, CategoryAndSportRoundTripAndAbsentPar
                   }));
 }
 
-TEST_F(DBTablePinnedUniqueTournamentsTest, IDSetKeepsLow32BitsWhileTheTournamentsKeepTheFullID) {
+TEST_F(DBTablePinnedUniqueTournamentsTest, IDsAbove32BitsReadBackWholeInTheIDSetAndTheTournaments) {
   ASSERT_EQ(pin(UniqueTournament{.ID = 4294967298}), true);
-  EXPECT_EQ(pinnedIDs(), (IDSet{2}));
+  EXPECT_EQ(pinnedIDs(), (IDSet{4294967298}));
   EXPECT_EQ(pinnedOrder(), (std::vector<std::int64_t>{4294967298}));
 }
 

@@ -14,6 +14,7 @@ namespace {
 
 using model::Player;
 using testing::Captured;
+using testing::CapturedRead;
 
 class DBTablePlayerTest : public testing::TableRowsTest {
  protected:
@@ -29,7 +30,7 @@ class DBTablePlayerTest : public testing::TableRowsTest {
     return DBTablePlayer::savePlayer(p, notify, queue_).get();
   }
   std::unordered_set<Player> players() {
-    Captured<std::unordered_set<Player>> done;
+    CapturedRead<std::unordered_set<Player>> done;
     DBTablePlayer::getPlayers(queue_, done.completion());
     EXPECT_EQ(done.calls, 1);
     return done.value.value_or(std::unordered_set<Player>{});

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <limits>
 #include <string>
 #include <utility>
 #include <vector>
@@ -34,7 +35,7 @@ class DBTableScheduledChannelsTest : public testing::SmallTableTest {
         [&](auto done) { Scheduled::deleteChannelWithId(channel, code, queue_, done); });
   }
   Channels channels() {
-    return result<Channels>([&](auto done) { Scheduled::getTvChannelCountryList(queue_, done); });
+    return read<Channels>([&](auto done) { Scheduled::getTvChannelCountryList(queue_, done); });
   }
   std::vector<Row> keys() { return rows("SELECT KEY FROM ScheduledChannelsTable ORDER BY KEY"); }
 };
@@ -96,10 +97,13 @@ TEST_F(DBTableScheduledChannelsTest, AQuoteInACountryCodeFailsTheDeleteAndDelete
                                   TVScheduleChannelCountry(2, "O'Brien TV", "IE")}));
 }
 
-TEST_F(DBTableScheduledChannelsTest, ChannelIDsReadAs32BitIntegers) {
+TEST_F(DBTableScheduledChannelsTest, ChannelIDsReadBackWholeAcrossThe64BitRange) {
+  const std::int64_t max = std::numeric_limits<std::int64_t>::max();
   ASSERT_EQ(save(TVScheduleChannelCountry(4294967298, "wide", "DE")), true);
-  EXPECT_EQ(keys(), (std::vector<Row>{{"4294967298, DE"}}));
-  EXPECT_EQ(channels(), (Channels{TVScheduleChannelCountry(2, "wide", "DE")}));
+  ASSERT_EQ(save(TVScheduleChannelCountry(max, "max", "AT")), true);
+  EXPECT_EQ(keys(), (std::vector<Row>{{"4294967298, DE"}, {std::to_string(max) + ", AT"}}));
+  EXPECT_EQ(channels(), (Channels{TVScheduleChannelCountry(4294967298, "wide", "DE"),
+                                  TVScheduleChannelCountry(max, "max", "AT")}));
 }
 
 TEST_F(DBTableScheduledChannelsTest, StatementTexts) {

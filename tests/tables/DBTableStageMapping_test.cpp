@@ -18,6 +18,7 @@ namespace {
 
 using model::Stage;
 using testing::Captured;
+using testing::CapturedRead;
 using testing::kNowSeconds;
 
 class DBTableStageMappingTest : public testing::TableRowsTest {
@@ -58,7 +59,7 @@ class DBTableStageMappingTest : public testing::TableRowsTest {
   }
 
   std::optional<Stage> read(std::int64_t id) {
-    Captured<std::optional<Stage>> done;
+    CapturedRead<std::optional<Stage>> done;
     DBTableStage::getStage(id, queue_, done.completion());
     EXPECT_EQ(done.calls, 1);
     return done.value.value_or(std::nullopt);
@@ -167,7 +168,7 @@ TEST_F(DBTableStageMappingTest, MutedStagesAreMappedFromTheirIDsAlone) {
   ASSERT_TRUE(insert(Stage{.ID = 9, .desc = "not muted"}));
   logs_.clear();
 
-  Captured<std::unordered_set<Stage>> muted;
+  CapturedRead<std::unordered_set<Stage>> muted;
   DBTableStage::getMutedStages(queue_, muted.completion());
   ASSERT_EQ(muted.calls, 1);
   ASSERT_EQ(muted.value->size(), 1u);

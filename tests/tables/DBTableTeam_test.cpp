@@ -15,6 +15,7 @@ namespace {
 
 using model::Team;
 using testing::Captured;
+using testing::CapturedRead;
 
 constexpr std::int64_t kTeam = 10;
 constexpr std::int64_t kOtherTeam = 20;
@@ -45,7 +46,7 @@ class DBTableTeamTest : public testing::TableRowsTest {
     return done.value.value_or(false);
   }
   std::unordered_set<Team> teams() {
-    Captured<std::unordered_set<Team>> done;
+    CapturedRead<std::unordered_set<Team>> done;
     DBTableTeam::getTeams(queue_, done.completion());
     EXPECT_EQ(done.calls, 1);
     return done.value.value_or(std::unordered_set<Team>{});

@@ -15,6 +15,7 @@ namespace {
 
 using model::Tournament;
 using testing::Captured;
+using testing::CapturedRead;
 
 constexpr std::int64_t kLeague = 300;
 constexpr std::int64_t kTeam = 10;
@@ -74,7 +75,7 @@ TEST_F(DBTableTournamentTest, ASavedTournamentReadsBackKeyedByItsUniqueID) {
   ASSERT_TRUE(save(league(kLeague, 2, "Ligue 1, next season"), /*notify=*/false));
   EXPECT_EQ(rowCount("MyLeagueTable"), 1) << "the unique ID is the key";
 
-  Captured<DBTableTournament::TournamentSet> all;
+  CapturedRead<DBTableTournament::TournamentSet> all;
   DBTableTournament::getTournaments(queue_, all.completion());
   ASSERT_EQ(all.calls, 1);
   ASSERT_EQ(all.value->size(), 1u);

@@ -23,7 +23,7 @@ class DBTableTvChannelsTest : public testing::SmallTableTest {
         [&](auto done) { DBTableTvChannels::saveTvChannelSuggestion(suggestion, queue_, done); });
   }
   Suggestions suggestions() {
-    return result<Suggestions>(
+    return read<Suggestions>(
         [&](auto done) { DBTableTvChannels::getTvChannelTvChannelSuggestions(queue_, done); });
   }
   static TVChannelSuggestion suggestion(std::int64_t channel, std::int64_t event,

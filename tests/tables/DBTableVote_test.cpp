@@ -32,10 +32,10 @@ class DBTableVoteTest : public testing::SmallTableTest {
     return outcome<bool>([&](auto done) { DBTableVote::deleteVotes(queue_, done); });
   }
   VoteMap votes() {
-    return result<VoteMap>([&](auto done) { DBTableVote::getVotes(queue_, done); });
+    return read<VoteMap>([&](auto done) { DBTableVote::getVotes(queue_, done); });
   }
   VoteMap unsent() {
-    return result<VoteMap>([&](auto done) { DBTableVote::getUnsuccessfulVotes(queue_, done); });
+    return read<VoteMap>([&](auto done) { DBTableVote::getUnsuccessfulVotes(queue_, done); });
   }
 };
 

@@ -40,6 +40,16 @@ class SmallTableTest : public DBTableEventTest {
     return value.value_or(T{});
   }
 
+  /// The answer of a read that must call its completion once, and succeed.
+  template <class T, class Operation>
+  static T read(Operation&& operation) {
+    CapturedRead<T> done;
+    std::forward<Operation>(operation)(done.completion());
+    EXPECT_EQ(done.calls, 1) << "a read's completion is called exactly once";
+    EXPECT_FALSE(done.failed) << "the read failed";
+    return done.value.value_or(T{});
+  }
+
   /// Every row of the query, each column as text (NULL as absent).
   std::vector<Row> rows(const std::string& sql) {
     std::vector<Row> out;

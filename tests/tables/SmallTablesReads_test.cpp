@@ -19,22 +19,22 @@
 // The reads of the pinned, vote, chat, TV channel and fantasy tables, several
 // of which fill caches that wait for the answer: without a queue nothing runs
 // and nothing is called; with missing tables or a connection that cannot be
-// reopened, every completion still comes exactly once, with an empty result.
+// reopened, every completion still comes exactly once, with the failure.
 namespace kestrel {
 namespace {
 
 using Queue = std::shared_ptr<FMDatabaseQueue>;
 
 // One read, started with a queue and a completion that records whether the
-// result was empty.
+// read failed.
 struct Read {
   const char* name;
-  std::function<void(const Queue&, std::function<void(bool empty)>)> start;
+  std::function<void(const Queue&, std::function<void(bool failed)>)> start;
 };
 
 template <class T>
-std::function<void(T)> emptiness(std::function<void(bool)> record) {
-  return [record](T result) { record(result.empty()); };
+std::function<void(ReadResult<T>)> failure(std::function<void(bool)> record) {
+  return [record](ReadResult<T> result) { record(!result.has_value()); };
 }
 
 std::vector<Read> everyRead() {
@@ -44,32 +44,32 @@ std::vector<Read> everyRead() {
   using Votes = DBTableVote::VoteMap;
   return {
       {"getAllUniqueTournamentIDs",
-       [](auto q, auto done) { Pinned::getAllUniqueTournamentIDs(q, emptiness<IDSet>(done)); }},
+       [](auto q, auto done) { Pinned::getAllUniqueTournamentIDs(q, failure<IDSet>(done)); }},
       {"getAllUniqueTournaments",
-       [](auto q, auto done) { Pinned::getAllUniqueTournaments(q, emptiness<Tournaments>(done)); }},
-      {"getVotes", [](auto q, auto done) { DBTableVote::getVotes(q, emptiness<Votes>(done)); }},
+       [](auto q, auto done) { Pinned::getAllUniqueTournaments(q, failure<Tournaments>(done)); }},
+      {"getVotes", [](auto q, auto done) { DBTableVote::getVotes(q, failure<Votes>(done)); }},
       {"getUnsuccessfulVotes",
-       [](auto q, auto done) { DBTableVote::getUnsuccessfulVotes(q, emptiness<Votes>(done)); }},
+       [](auto q, auto done) { DBTableVote::getUnsuccessfulVotes(q, failure<Votes>(done)); }},
       {"getMessageIDsForEventID",
        [](auto q, auto done) {
-         DBTableChatUpvote::getMessageIDsForEventID(1, q, emptiness<IDSet>(done));
+         DBTableChatUpvote::getMessageIDsForEventID(1, q, failure<IDSet>(done));
        }},
       {"getReportedMessageIDs",
        [](auto q, auto done) {
-         DBTableChatReport::getReportedMessageIDs(q, emptiness<IDSet>(done));
+         DBTableChatReport::getReportedMessageIDs(q, failure<IDSet>(done));
        }},
       {"getTvChannelTvChannelSuggestions",
        [](auto q, auto done) {
          DBTableTvChannels::getTvChannelTvChannelSuggestions(
-             q, emptiness<DBTableTvChannels::SuggestionSet>(done));
+             q, failure<DBTableTvChannels::SuggestionSet>(done));
        }},
       {"getTvChannelCountryList",
        [](auto q, auto done) {
-         DBTableScheduledChannels::getTvChannelCountryList(q, emptiness<Channels>(done));
+         DBTableScheduledChannels::getTvChannelCountryList(q, failure<Channels>(done));
        }},
       {"getCompetitionIds",
        [](auto q, auto done) {
-         DBTableFantasyCompetition::getCompetitionIds(q, emptiness<IDSet>(done));
+         DBTableFantasyCompetition::getCompetitionIds(q, failure<IDSet>(done));
        }},
   };
 }
@@ -84,16 +84,16 @@ const char* const kTables[] = {"PinnedUniqueTournamentsTable",
 
 class SmallTablesReadsTest : public testing::SmallTableTest {
  protected:
-  void expectEveryReadOnceAndEmpty() {
+  void expectEveryReadOnceAndFailed() {
     for (const auto& read : everyRead()) {
       int calls = 0;
-      bool empty = false;
-      read.start(queue_, [&](bool isEmpty) {
+      bool failed = false;
+      read.start(queue_, [&](bool hasFailed) {
         ++calls;
-        empty = isEmpty;
+        failed = hasFailed;
       });
       EXPECT_EQ(calls, 1) << read.name;
-      EXPECT_TRUE(empty) << read.name;
+      EXPECT_TRUE(failed) << read.name << ": a failed read never answers as an empty one";
     }
   }
 };
@@ -110,7 +110,7 @@ TEST_F(SmallTablesReadsTest, WithoutAQueueNothingRunsAndNothingIsCalled) {
 TEST_F(SmallTablesReadsTest, MissingTablesAndALostConnectionStillAnswerEveryReadOnce) {
   for (const char* table : kTables) exec(std::string("DROP TABLE ") + table);
   logs_.clear();
-  expectEveryReadOnceAndEmpty();
+  expectEveryReadOnceAndFailed();
   EXPECT_GT(logs_.countContaining("no such table"), 0u);
 
   // A queue that cannot reopen its connection hands its blocks no database.
@@ -118,7 +118,7 @@ TEST_F(SmallTablesReadsTest, MissingTablesAndALostConnectionStillAnswerEveryRead
   const auto folder = helper_->databasePath().parent_path();
   std::filesystem::remove_all(folder);
   std::ofstream(folder) << "a file where the folder was";
-  expectEveryReadOnceAndEmpty();
+  expectEveryReadOnceAndFailed();
 }
 
 }  // namespace

@@ -43,7 +43,7 @@ class TableRowsTest : public DBTableEventTest {
 
   /// The IDs of every event row.
   IDSet eventIDs() {
-    Captured<IDSet> done;
+    CapturedRead<IDSet> done;
     DBTableEvent::getAllEventIDs(queue_, done.completion());
     return done.value.value_or(IDSet{});
   }

@@ -143,8 +143,10 @@ Json MatchDay::refresh() {
                           const model::EventStatus& is) {
     refreshed.push_back({{"kind", kind}, {"id", id}, {"was", was.typeStr}, {"status", is.typeStr}});
   };
-  for (const std::int64_t id : storage.getEventIDsToRefresh().get()) {
-    std::optional<model::Event> event = storage.getEvent(id).get();
+  for (const std::int64_t id :
+       readOrFail(storage.getEventIDsToRefresh(), "the events due for a refresh")) {
+    std::optional<model::Event> event =
+        readOrFail(storage.getEvent(id), "the event " + std::to_string(id));
     const DemoEvent* demo = day_.event(id);
     if (!event || !demo) continue;
     const model::EventStatus was = event->status;
@@ -158,8 +160,10 @@ Json MatchDay::refresh() {
     expect(storage.updateEvent(*event), "update the event " + std::to_string(id));
     answer("event", id, was, event->status);
   }
-  for (const std::int64_t id : storage.getStageIDsToRefresh().get()) {
-    std::optional<model::Stage> stage = storage.getStage(id).get();
+  for (const std::int64_t id :
+       readOrFail(storage.getStageIDsToRefresh(), "the stages due for a refresh")) {
+    std::optional<model::Stage> stage =
+        readOrFail(storage.getStage(id), "the stage " + std::to_string(id));
     if (!stage) continue;
     const model::EventStatus was = stage->status;
     if (playedBy(stage->startDateTimestamp, now)) {

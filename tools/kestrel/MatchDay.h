@@ -36,6 +36,15 @@ class DemoStepFailed : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+/// What a read of the storage delivered; a read that failed is a refused
+/// step (DemoStepFailed naming `what`), never taken for an empty answer.
+template <class T>
+T readOrFail(std::future<ReadResult<T>> read, const std::string& what) {
+  ReadResult<T> answer = read.get();
+  if (!answer) throw DemoStepFailed("could not read " + what);
+  return std::move(*answer);
+}
+
 class MatchDay {
  public:
   /// Half an hour after the start the screens are read; eight days after

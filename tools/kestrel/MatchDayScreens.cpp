@@ -38,11 +38,13 @@ Json MatchDay::screens() const {
   StorageManager& storage = *storage_;
   Json screens = {{"now", static_cast<std::int64_t>(platform::Clock::now())}};
   screens["favouriteEvents"] = Json::array();
-  for (const model::Event& event : storage.getAllFavoriteEvents().get()) {
+  for (const model::Event& event :
+       readOrFail(storage.getAllFavoriteEvents(), "the favourite events")) {
     screens["favouriteEvents"].push_back(eventRow(event));
   }
   screens["favouriteStages"] = Json::array();
-  for (const model::Stage& stage : storage.getAllFavoriteStages().get()) {
+  for (const model::Stage& stage :
+       readOrFail(storage.getAllFavoriteStages(), "the favourite stages")) {
     const bool grouped = stage.stageEvent && stage.stageEvent->ID != 0;
     screens["favouriteStages"].push_back(
         {{"id", stage.ID},
@@ -60,8 +62,9 @@ Json MatchDay::screens() const {
   }
   screens["votes"] = votes();
   screens["remembered"] = remembered();
-  screens["dueForRefresh"] = {{"events", storage.getEventIDsToRefresh().get()},
-                              {"stages", storage.getStageIDsToRefresh().get()}};
+  screens["dueForRefresh"] = {
+      {"events", readOrFail(storage.getEventIDsToRefresh(), "the events due for a refresh")},
+      {"stages", readOrFail(storage.getStageIDsToRefresh(), "the stages due for a refresh")}};
   return screens;
 }
 
@@ -158,11 +161,13 @@ Json MatchDay::remembered() const {
                      {"tvSuggestions", Json::array()},
                      {"highlights", Json::array()}};
   for (const DemoEvent& demo : day_.events) {
-    for (const std::int64_t message : storage.getUpvotedMessageIDs(demo.event.ID).get()) {
+    for (const std::int64_t message :
+         readOrFail(storage.getUpvotedMessageIDs(demo.event.ID), "the chat upvotes")) {
       remembered["chatUpvotes"].push_back({{"id", message}, {"event", demo.event.ID}});
     }
   }
-  for (const std::int64_t message : storage.getReportedMessageIDs().get()) {
+  for (const std::int64_t message :
+       readOrFail(storage.getReportedMessageIDs(), "the chat reports")) {
     remembered["chatReports"].push_back({{"id", message}});
   }
   std::vector<model::TVChannelSuggestion> answers = storage.getTvChannelSuggestions();
@@ -183,10 +188,11 @@ Json MatchDay::remembered() const {
 MatchDay::Rows<model::Event> MatchDay::eventRows() const {
   Rows<model::Event> rows;
   for (const DemoEvent& demo : day_.events) {
-    if (auto event = storage_->getEvent(demo.event.ID).get())
+    if (auto event = readOrFail(storage_->getEvent(demo.event.ID), "an event"))
       rows.stored.emplace(event->ID, *event);
   }
-  for (const model::Event& event : storage_->getAllFavoriteEvents().get()) {
+  for (const model::Event& event :
+       readOrFail(storage_->getAllFavoriteEvents(), "the favourite events")) {
     rows.listed.insert(event.ID);
   }
   return rows;
@@ -195,10 +201,11 @@ MatchDay::Rows<model::Event> MatchDay::eventRows() const {
 MatchDay::Rows<model::Stage> MatchDay::stageRows() const {
   Rows<model::Stage> rows;
   for (const DemoStage& demo : day_.stages) {
-    if (auto stage = storage_->getStage(demo.stage.ID).get())
+    if (auto stage = readOrFail(storage_->getStage(demo.stage.ID), "a stage"))
       rows.stored.emplace(stage->ID, *stage);
   }
-  for (const model::Stage& stage : storage_->getAllFavoriteStages().get()) {
+  for (const model::Stage& stage :
+       readOrFail(storage_->getAllFavoriteStages(), "the favourite stages")) {
     rows.listed.insert(stage.ID);
   }
   return rows;
