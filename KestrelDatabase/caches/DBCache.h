@@ -162,8 +162,9 @@ class DBCache : public DBCacheAbstract {
   /// failed installs nothing: the containers stay absent, and the next
   /// operation reads again.
   template <class Result, class KeyOf>
-  void fillObjectsWithIDsAndWait(
-      void (*read)(const Queue&, const std::function<void(ReadResult<Result>)>&), KeyOf keyOf) {
+  void fillObjectsWithIDsAndWait(void (*read)(const Queue&,
+                                              const std::function<void(ReadResult<Result>)>&),
+                                 KeyOf keyOf) {
     fillAndWait([this, read, keyOf](const Queue& queue, const Signal& done) {
       read(queue, [this, &done, keyOf](ReadResult<Result> result) {
         if (result) installObjectsWithIDs(std::move(*result), keyOf);

@@ -36,14 +36,15 @@
 // stops the process instead, through platform::fatal, naming the misuse.
 // Ownership: the owner (the facade) holds the caches and the queue; a cache
 // holds its queue weakly (std::weak_ptr).
-// REQUIRES: the plain accessors (IDs(), setIDs(), dbQueue(), setDbQueue())
-// take no lock: they are for fill completions (whose filling thread holds
-// the lock) and for a cache that no other thread uses yet.
+// REQUIRES: the plain accessors of the containers (IDs(), setIDs()) take no
+// lock: they are for fill completions (whose filling thread holds the lock)
+// and for a cache that no other thread uses yet.
 #pragma once
 
 #include <KestrelDatabase/schema/DBTableAbstract.h>
 #include <KestrelPlatform/DispatchQueue.h>
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -95,8 +96,11 @@ class DBCacheAbstract {
 
   const std::optional<IDSet>& IDs() const { return ids_; }
   void setIDs(std::optional<IDSet> ids) { ids_ = std::move(ids); }
-  const WeakQueue& dbQueue() const { return dbQueue_; }
-  void setDbQueue(WeakQueue queue) { dbQueue_ = std::move(queue); }
+  /// The queue the cache fills from (held weakly). Unlike the containers'
+  /// accessors these two may be used from any thread at any time: the
+  /// facade points its caches at the new queue when the database is reopened.
+  WeakQueue dbQueue() const { return dbQueue_.load(); }
+  void setDbQueue(WeakQueue queue) { dbQueue_.store(std::move(queue)); }
 
  protected:
   using Lock = std::unique_lock<std::recursive_mutex>;
@@ -148,7 +152,7 @@ class DBCacheAbstract {
 
   const char* const name_;
   const std::shared_ptr<std::recursive_mutex> lock_;
-  WeakQueue dbQueue_;
+  std::atomic<WeakQueue> dbQueue_;
   std::optional<IDSet> ids_;
 };
 

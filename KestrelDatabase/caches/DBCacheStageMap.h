@@ -31,8 +31,8 @@ class DBCacheStageMap : public DBCache<model::Stage> {
   /// The waiting fill from `read` (a list or a set of stages). A read that
   /// failed installs nothing: the containers stay absent.
   template <class Stages>
-  void fillStagesAndWait(
-      void (*read)(const Queue&, const std::function<void(ReadResult<Stages>)>&)) {
+  void fillStagesAndWait(void (*read)(const Queue&,
+                                      const std::function<void(ReadResult<Stages>)>&)) {
     if (dictionary() && objects()) return;
     fillAndWait([this, read](const Queue& queue, const Signal& done) {
       read(queue, [this, &done](ReadResult<Stages> stages) {

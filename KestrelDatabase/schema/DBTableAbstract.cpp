@@ -20,9 +20,12 @@ void DBTableAbstract::requireOutsideQueue(const FMDatabaseQueue& queue) {
 void DBTableAbstract::runStatement(const std::string& statement,
                                    const std::shared_ptr<FMDatabaseQueue>& queue,
                                    const BoolCompletion& completion, bool needsNewRow) {
-  runWrite(queue, [&](FMDatabase& db) {
-    return db.executeUpdate(statement) && (!needsNewRow || db.changes() > 0);
-  }, completion);
+  runWrite(
+      queue,
+      [&](FMDatabase& db) {
+        return db.executeUpdate(statement) && (!needsNewRow || db.changes() > 0);
+      },
+      completion);
 }
 
 void DBTableAbstract::runWrite(const std::shared_ptr<FMDatabaseQueue>& queue,

@@ -291,12 +291,12 @@ class DBTableAbstract {
     readInDatabase(queue, [&](FMDatabase* db) {
       Container rows;
       const bool read = db != nullptr && forEachRow(*db, sql, [&](const FMResultSet& row) {
-        if constexpr (requires { rows.push_back(map(row)); }) {
-          rows.push_back(map(row));
-        } else {
-          rows.insert(map(row));
-        }
-      });
+                          if constexpr (requires { rows.push_back(map(row)); }) {
+                            rows.push_back(map(row));
+                          } else {
+                            rows.insert(map(row));
+                          }
+                        });
       completion(read ? ReadResult<Container>(std::move(rows)) : std::nullopt);
     });
   }

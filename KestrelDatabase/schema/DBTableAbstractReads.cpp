@@ -45,13 +45,13 @@ void DBTableAbstract::readIDs(const std::string& sql, const std::vector<Value>& 
     int index = -1;
     bool first = true;
     const bool read = db != nullptr && forEachRow(*db, sql, arguments, [&](const FMResultSet& row) {
-      // Looked up after the first step, once per result set.
-      if (first) {
-        index = row.columnIndexForName(column);
-        first = false;
-      }
-      ids.insert(row.longLongIntForColumnIndex(index));
-    });
+                        // Looked up after the first step, once per result set.
+                        if (first) {
+                          index = row.columnIndexForName(column);
+                          first = false;
+                        }
+                        ids.insert(row.longLongIntForColumnIndex(index));
+                      });
     completion(read ? ReadResult<IDSet>(std::move(ids)) : std::nullopt);
   });
 }
@@ -63,8 +63,8 @@ void DBTableAbstract::readCount(const std::string& sql,
   readInDatabase(queue, [&](FMDatabase* db) {
     std::optional<int> count;
     const bool read = db != nullptr && forEachRow(*db, sql, [&](const FMResultSet& row) {
-      if (!count) count = row.intForColumnIndex(0);
-    });
+                        if (!count) count = row.intForColumnIndex(0);
+                      });
     completion(read ? ReadResult<int>(count.value_or(0)) : std::nullopt);
   });
 }
@@ -78,8 +78,7 @@ bool DBTableAbstract::deleteSelectedRows(FMDatabase& db, const std::string& sele
     keys.push_back(row.longLongIntForColumnIndex(0));
   });
   for (const std::int64_t value : keys) {
-    const auto statement =
-        checkedDelete(table, ConditionList{std::string(key), "=", value});
+    const auto statement = checkedDelete(table, ConditionList{std::string(key), "=", value});
     success = statement && db.executeUpdate(statement->text()) && success;
   }
   return success;

@@ -65,13 +65,13 @@ StorageManager::StorageManager(Key, FMDBHelper& helper, std::unique_ptr<FMDBHelp
     : helper_(helper),
       ownHelper_(std::move(ownHelper)),
       dataManager_(std::move(dataManager)),
-      userDefaults_(std::move(userDefaults)),
-      dbQueue_(helper_.getDBQueue()) {
-  if (!dbQueue_) {
+      userDefaults_(std::move(userDefaults)) {
+  const std::shared_ptr<FMDatabaseQueue> current = dbQueue();
+  if (!current) {
     platform::fatal("StorageManager: no database queue (%s)",
                     helper_.startError().value_or("the database could not be opened").c_str());
   }
-  const DBCacheAbstract::WeakQueue queue = dbQueue_;
+  const DBCacheAbstract::WeakQueue queue = current;
   cacheEvent_ = std::make_unique<DBCacheEvent>(queue);
   cacheHighlights_ = std::make_unique<DBCacheHighlights>(queue, dataManager_);
   cacheMutedEvent_ = std::make_unique<DBCacheMutedEvent>(queue);
@@ -91,6 +91,10 @@ StorageManager::StorageManager(Key, FMDBHelper& helper, std::unique_ptr<FMDBHelp
 }
 
 StorageManager::~StorageManager() = default;
+
+std::shared_ptr<FMDatabaseQueue> StorageManager::dbQueue() const {
+  return helper_.getDBQueue();
+}
 
 std::shared_ptr<platform::UserDefaults> StorageManager::userDefaults() const {
   return userDefaults_ ? userDefaults_ : platform::UserDefaults::standard();
@@ -116,22 +120,21 @@ std::array<DBCacheAbstract*, StorageManager::kCacheCount> StorageManager::allCac
 }
 
 void StorageManager::registerWithDataManager() {
-  dataManager_->setStoreChangeHandler(
-      [weak = weak_from_this()](DataManager::StoreChange change) {
-        const std::shared_ptr<StorageManager> self = weak.lock();
-        if (!self) return;
-        switch (change) {
-          case DataManager::StoreChange::votes:
-            reload(*self->cacheVote_);
-            break;
-          case DataManager::StoreChange::highlights:
-            reload(*self->cacheHighlights_);
-            break;
-          case DataManager::StoreChange::uniqueStages:
-            reload(*self->cacheUniqueStage_);
-            break;
-        }
-      });
+  dataManager_->setStoreChangeHandler([weak = weak_from_this()](DataManager::StoreChange change) {
+    const std::shared_ptr<StorageManager> self = weak.lock();
+    if (!self) return;
+    switch (change) {
+      case DataManager::StoreChange::votes:
+        reload(*self->cacheVote_);
+        break;
+      case DataManager::StoreChange::highlights:
+        reload(*self->cacheHighlights_);
+        break;
+      case DataManager::StoreChange::uniqueStages:
+        reload(*self->cacheUniqueStage_);
+        break;
+    }
+  });
 }
 
 void StorageManager::reload(DBCacheAbstract& cache) {
@@ -151,16 +154,22 @@ void StorageManager::reloadStageCaches() {
 
 void StorageManager::reInit() {
   helper_.reInitDB();
-  for (DBCacheAbstract* cache : allCaches()) reload(*cache);
+  // The helper has a new queue (or none, when the file cannot be opened):
+  // every cache fills from it from now on, never from the closed one.
+  const DBCacheAbstract::WeakQueue queue = dbQueue();
+  for (DBCacheAbstract* cache : allCaches()) {
+    cache->setDbQueue(queue);
+    reload(*cache);
+  }
 }
 
 void StorageManager::cleanDB() {
-  DBTableChatReport::deleteReportedMessages(dbQueue_);
-  DBTableChatUpvote::deleteUpvotedMessages(dbQueue_);
+  DBTableChatReport::deleteReportedMessages(dbQueue());
+  DBTableChatUpvote::deleteUpvotedMessages(dbQueue());
   dataManager_->deleteHiglightsOlderThan7Days(DataManager::BoolCompletion{});
   cacheTVChannels_->invalidate();
   DBTableTvChannels::deleteTvChannelTvChannelSuggestions(
-      dbQueue_, [weak = weak_from_this()](bool) {
+      dbQueue(), [weak = weak_from_this()](bool) {
         platform::DispatchQueue::main()->async([weak] {
           if (const std::shared_ptr<StorageManager> self = weak.lock()) {
             self->cacheTVChannels_->initCache();
@@ -183,7 +192,7 @@ std::future<void> StorageManager::migrateFavoriteNotificationEvents() {
     return done.get_future();
   }
   return std::async(std::launch::async, [self = shared_from_this(), defaults] {
-    DBTableEvent::migrateFavoriteNotificationEvents(self->dbQueue_, [](bool) {});
+    DBTableEvent::migrateFavoriteNotificationEvents(self->dbQueue(), [](bool) {});
     defaults->setBool(true, kFavoriteNotificationMigrationKey);
     self->clearEventCache();
   });

@@ -148,8 +148,8 @@ class StorageManager : public std::enable_shared_from_this<StorageManager> {
   /// (<home>/Documents/kestrel.db), with its own FMDBHelper, `dataManager`
   /// (DataManager::forHome(home) when null) and the user defaults of that
   /// home. A file that cannot be opened stops the process, as for shared().
-  static std::shared_ptr<StorageManager> forHome(const std::filesystem::path& home,
-                                                 std::shared_ptr<DataManager> dataManager = nullptr);
+  static std::shared_ptr<StorageManager> forHome(
+      const std::filesystem::path& home, std::shared_ptr<DataManager> dataManager = nullptr);
 
   StorageManager(Key, FMDBHelper& helper, std::unique_ptr<FMDBHelper> ownHelper,
                  std::shared_ptr<DataManager> dataManager,
@@ -158,9 +158,14 @@ class StorageManager : public std::enable_shared_from_this<StorageManager> {
   StorageManager(const StorageManager&) = delete;
   StorageManager& operator=(const StorageManager&) = delete;
 
-  /// Reopens the database (FMDBHelper::reInitDB()), then empties and refills
-  /// every cache in the order of allCaches(). The facade keeps the queue it
-  /// was made with; a closed queue reopens itself on its next use.
+  /// Reopens the database (FMDBHelper::reInitDB(): the old connection is
+  /// closed, a new queue opens the file at the path), points every cache at
+  /// the new queue, then empties and refills them in the order of
+  /// allCaches(). Works any number of times, also after FMDBHelper::clearDB()
+  /// (a reset of the user's data: the new file starts empty) and after a
+  /// fault is gone (a folder recreated, permissions restored, disk space
+  /// freed): the facade then works again. While the file cannot be opened,
+  /// table operations report failure and the table-fed caches hold nothing.
   void reInit();
   /// Periodic clean-up, in this order and without waiting between steps:
   /// the old chat reports, the old chat upvotes, the highlights watched
@@ -182,9 +187,15 @@ class StorageManager : public std::enable_shared_from_this<StorageManager> {
   /// but the database queue.
   [[nodiscard]] std::future<void> migrateFavoriteNotificationEvents();
 
-  /// The queue every table operation of the facade runs on.
-  const std::shared_ptr<FMDatabaseQueue>& dbQueue() const { return dbQueue_; }
+  /// The queue every table operation of the facade runs on: always the
+  /// helper's current one (FMDBHelper::reInitDB() and clearDB() replace
+  /// it); null while the database cannot be opened.
+  std::shared_ptr<FMDatabaseQueue> dbQueue() const;
   const std::shared_ptr<DataManager>& dataManager() const { return dataManager_; }
+  /// The helper that owns the database queue: FMDBHelper::getFMDBHelper()
+  /// for shared(), the instance's own for forHome(). Its clearDB() resets the
+  /// user's data; call reInit() after it.
+  FMDBHelper& databaseHelper() const { return helper_; }
   /// The user defaults holding the migration flag.
   std::shared_ptr<platform::UserDefaults> userDefaults() const;
   DBCacheVote& cacheVote() const { return *cacheVote_; }
@@ -398,7 +409,8 @@ class StorageManager : public std::enable_shared_from_this<StorageManager> {
       bool enabled, const IDSet& uniqueTournamentIDs);
   void setTournamentNotificationsEnabled(bool enabled, const IDSet& uniqueTournamentIDs,
                                          BoolHandler handler);
-  [[nodiscard]] std::future<ReadResult<IDSet>> getTournamentIDsForSport(const std::string& sportSlug);
+  [[nodiscard]] std::future<ReadResult<IDSet>> getTournamentIDsForSport(
+      const std::string& sportSlug);
   void getTournamentIDsForSport(const std::string& sportSlug, IDSetHandler handler);
 
   bool isFavoriteTournament(std::int64_t uniqueTournamentID) const;
@@ -565,8 +577,7 @@ class StorageManager : public std::enable_shared_from_this<StorageManager> {
       const std::string& id, std::int64_t eventId,
       const std::vector<MOEventScoreItem::Values>& items);
   void saveScoreSuggestion(const std::string& id, std::int64_t eventId,
-                           const std::vector<MOEventScoreItem::Values>& items,
-                           BoolHandler handler);
+                           const std::vector<MOEventScoreItem::Values>& items, BoolHandler handler);
   [[nodiscard]] std::future<std::optional<MOEventScoreSuggestion>> getScoreSuggestion(
       std::int64_t eventId);
   void getScoreSuggestion(std::int64_t eventId, ScoreSuggestionHandler handler);
@@ -619,11 +630,10 @@ class StorageManager : public std::enable_shared_from_this<StorageManager> {
   // Registers the store-change handler with the DataManager (weakly held).
   void registerWithDataManager();
 
-  FMDBHelper& helper_;
+  FMDBHelper& helper_;                           // owns the current queue; dbQueue() asks it
   const std::unique_ptr<FMDBHelper> ownHelper_;  // forHome() instances only
   const std::shared_ptr<DataManager> dataManager_;
   const std::shared_ptr<platform::UserDefaults> userDefaults_;  // null: standard()
-  std::shared_ptr<FMDatabaseQueue> dbQueue_;
 
   // In the fixed order of allCaches() (the order they are made in).
   std::unique_ptr<DBCacheEvent> cacheEvent_;

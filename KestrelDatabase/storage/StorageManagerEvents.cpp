@@ -37,9 +37,8 @@ std::future<bool> StorageManager::insertEvent(const model::Event& event, bool is
 
 void StorageManager::insertEvent(const model::Event& event, bool isMuted, BoolHandler handler) {
   if (!isMuted) cacheMutedEvent_->removeEvent(event.ID);
-  const bool ok = runTable(false, [&](BoolHandler done) {
-    DBTableEvent::insertEvent(event, isMuted, dbQueue_, done);
-  });
+  const bool ok = runTable(
+      false, [&](BoolHandler done) { DBTableEvent::insertEvent(event, isMuted, dbQueue(), done); });
   if (ok) {
     cacheEvent_->cacheEvent(event);
     if (isMuted) cacheMutedEvent_->cacheEvent(event);
@@ -50,13 +49,14 @@ void StorageManager::insertEvent(const model::Event& event, bool isMuted, BoolHa
 }
 
 std::future<bool> StorageManager::insertEntityOwnedEvent(const model::Event& event) {
-  return futureFrom(false, [&](BoolHandler done) { insertEntityOwnedEvent(event, std::move(done)); });
+  return futureFrom(false,
+                    [&](BoolHandler done) { insertEntityOwnedEvent(event, std::move(done)); });
 }
 
 void StorageManager::insertEntityOwnedEvent(const model::Event& event, BoolHandler handler) {
   // A row kept for a followed team or league is no favourite: no cache.
   deliver(handler, runTable(false, [&](BoolHandler done) {
-            DBTableEvent::insertEntityOwnedEvent(event, dbQueue_, done);
+            DBTableEvent::insertEntityOwnedEvent(event, dbQueue(), done);
           }));
 }
 
@@ -67,7 +67,7 @@ std::future<bool> StorageManager::updateEvent(const model::Event& event) {
 void StorageManager::updateEvent(const model::Event& event, BoolHandler handler) {
   // The update leaves the favourite and mute flags alone: no cache.
   deliver(handler, runTable(false, [&](BoolHandler done) {
-            DBTableEvent::updateEvent(event, dbQueue_, done);
+            DBTableEvent::updateEvent(event, dbQueue(), done);
           }));
 }
 
@@ -76,9 +76,8 @@ std::future<bool> StorageManager::muteEvent(const model::Event& event) {
 }
 
 void StorageManager::muteEvent(const model::Event& event, BoolHandler handler) {
-  const bool ok = runTable(false, [&](BoolHandler done) {
-    DBTableEvent::muteEvent(event, dbQueue_, done);
-  });
+  const bool ok =
+      runTable(false, [&](BoolHandler done) { DBTableEvent::muteEvent(event, dbQueue(), done); });
   // Only the table knows whether the row exists and what it was (an
   // entity-owned row becomes a muted favourite): read both sets again.
   reloadEventCaches();
@@ -91,9 +90,8 @@ std::future<bool> StorageManager::unmuteEvent(std::int64_t eventID) {
 
 void StorageManager::unmuteEvent(std::int64_t eventID, BoolHandler handler) {
   cacheMutedEvent_->removeEvent(eventID);
-  const bool ok = runTable(false, [&](BoolHandler done) {
-    DBTableEvent::unmuteEvent(eventID, dbQueue_, done);
-  });
+  const bool ok = runTable(
+      false, [&](BoolHandler done) { DBTableEvent::unmuteEvent(eventID, dbQueue(), done); });
   // An entity-owned row becomes an unmuted favourite: read both sets again.
   reloadEventCaches();
   deliver(handler, ok);
@@ -106,9 +104,8 @@ std::future<bool> StorageManager::deleteEvent(std::int64_t eventID) {
 void StorageManager::deleteEvent(std::int64_t eventID, BoolHandler handler) {
   cacheEvent_->removeEvent(eventID);
   cacheMutedEvent_->removeEvent(eventID);
-  const bool ok = runTable(false, [&](BoolHandler done) {
-    DBTableEvent::deleteEvent(eventID, dbQueue_, done);
-  });
+  const bool ok = runTable(
+      false, [&](BoolHandler done) { DBTableEvent::deleteEvent(eventID, dbQueue(), done); });
   if (!ok) reloadEventCaches();
   deliver(handler, ok);
 }
@@ -122,21 +119,21 @@ void StorageManager::deleteEvents(const IDSet& eventIDs, BoolHandler handler) {
     cacheEvent_->removeEvent(id);
     cacheMutedEvent_->removeEvent(id);
   }
-  const bool ok = runTable(false, [&](BoolHandler done) {
-    DBTableEvent::deleteEvents(eventIDs, dbQueue_, done);
-  });
+  const bool ok = runTable(
+      false, [&](BoolHandler done) { DBTableEvent::deleteEvents(eventIDs, dbQueue(), done); });
   if (!ok && !eventIDs.empty()) reloadEventCaches();
   deliver(handler, ok);
 }
 
-std::future<ReadResult<std::optional<model::Event>>> StorageManager::getEvent(std::int64_t eventID) {
+std::future<ReadResult<std::optional<model::Event>>> StorageManager::getEvent(
+    std::int64_t eventID) {
   return futureFrom(ReadResult<std::optional<model::Event>>{},
                     [&](EventHandler done) { getEvent(eventID, std::move(done)); });
 }
 
 void StorageManager::getEvent(std::int64_t eventID, EventHandler handler) {
   deliver(handler, runTable(ReadResult<std::optional<model::Event>>{}, [&](EventHandler done) {
-            DBTableEvent::getEvent(eventID, dbQueue_, done);
+            DBTableEvent::getEvent(eventID, dbQueue(), done);
           }));
 }
 
@@ -147,27 +144,29 @@ std::future<ReadResult<std::vector<model::Event>>> StorageManager::getAllFavorit
 
 void StorageManager::getAllFavoriteEvents(EventListHandler handler) {
   deliver(handler, runTable(ReadResult<std::vector<model::Event>>{}, [&](EventListHandler done) {
-            DBTableEvent::getAllFavoriteEvents(dbQueue_, done);
+            DBTableEvent::getAllFavoriteEvents(dbQueue(), done);
           }));
 }
 
 std::future<ReadResult<StorageManager::IDSet>> StorageManager::getEventIDsToRefresh() {
-  return futureFrom(ReadResult<IDSet>{}, [&](IDSetHandler done) { getEventIDsToRefresh(std::move(done)); });
+  return futureFrom(ReadResult<IDSet>{},
+                    [&](IDSetHandler done) { getEventIDsToRefresh(std::move(done)); });
 }
 
 void StorageManager::getEventIDsToRefresh(IDSetHandler handler) {
   deliver(handler, runTable(ReadResult<IDSet>{}, [&](IDSetHandler done) {
-            DBTableEvent::getEventIDsToRefresh(dbQueue_, done);
+            DBTableEvent::getEventIDsToRefresh(dbQueue(), done);
           }));
 }
 
 std::future<ReadResult<int>> StorageManager::getFinishedEventsCount() {
-  return futureFrom(ReadResult<int>{}, [&](CountHandler done) { getFinishedEventsCount(std::move(done)); });
+  return futureFrom(ReadResult<int>{},
+                    [&](CountHandler done) { getFinishedEventsCount(std::move(done)); });
 }
 
 void StorageManager::getFinishedEventsCount(CountHandler handler) {
   deliver(handler, runTable(ReadResult<int>{}, [&](CountHandler done) {
-            DBTableEvent::getFinishedEventsCount(dbQueue_, done);
+            DBTableEvent::getFinishedEventsCount(dbQueue(), done);
           }));
 }
 
@@ -176,9 +175,8 @@ std::future<bool> StorageManager::deleteFinishedEvents() {
 }
 
 void StorageManager::deleteFinishedEvents(BoolHandler handler) {
-  const bool ok = runTable(false, [&](BoolHandler done) {
-    DBTableEvent::deleteFinishedEvents(dbQueue_, done);
-  });
+  const bool ok = runTable(
+      false, [&](BoolHandler done) { DBTableEvent::deleteFinishedEvents(dbQueue(), done); });
   reloadEventCaches();
   deliver(handler, ok);
 }
@@ -188,9 +186,8 @@ std::future<bool> StorageManager::deleteOldEvents() {
 }
 
 void StorageManager::deleteOldEvents(BoolHandler handler) {
-  const bool ok = runTable(false, [&](BoolHandler done) {
-    DBTableEvent::deleteOldEvents(dbQueue_, done);
-  });
+  const bool ok =
+      runTable(false, [&](BoolHandler done) { DBTableEvent::deleteOldEvents(dbQueue(), done); });
   reloadEventCaches();
   deliver(handler, ok);
 }
@@ -217,7 +214,8 @@ bool StorageManager::startsInFavoriteWindow(const model::Stage& stage) {
   // The row keeps the parent's start when the stage has none of its own.
   std::optional<std::int64_t> start = stage.startDateTimestamp;
   if (!start && stage.stageEvent) start = stage.stageEvent->startDateTimestamp;
-  return start && static_cast<double>(*start) >= platform::Clock::now() - kFavoriteStageWindowSeconds;
+  return start &&
+         static_cast<double>(*start) >= platform::Clock::now() - kFavoriteStageWindowSeconds;
 }
 
 void StorageManager::leaveStageCacheUnlessInWindow(const model::Stage& stage) {
@@ -233,9 +231,8 @@ std::future<bool> StorageManager::insertStage(const model::Stage& stage) {
 void StorageManager::insertStage(const model::Stage& stage, BoolHandler handler) {
   cacheMutedStage_->removeMutedStage(stage.ID);
   leaveStageCacheUnlessInWindow(stage);
-  const bool ok = runTable(false, [&](BoolHandler done) {
-    DBTableStage::insertStage(stage, dbQueue_, done);
-  });
+  const bool ok =
+      runTable(false, [&](BoolHandler done) { DBTableStage::insertStage(stage, dbQueue(), done); });
   if (ok) {
     if (startsInFavoriteWindow(stage)) cacheStage_->cacheStage(stage);
   } else {
@@ -250,9 +247,8 @@ std::future<bool> StorageManager::insertMutedStage(const model::Stage& stage) {
 
 void StorageManager::insertMutedStage(const model::Stage& stage, BoolHandler handler) {
   leaveStageCacheUnlessInWindow(stage);
-  const bool ok = runTable(false, [&](BoolHandler done) {
-    DBTableStage::insertMutedStage(stage, dbQueue_, done);
-  });
+  const bool ok = runTable(
+      false, [&](BoolHandler done) { DBTableStage::insertMutedStage(stage, dbQueue(), done); });
   if (ok) {
     if (startsInFavoriteWindow(stage)) cacheStage_->cacheStage(stage);
     cacheMutedStage_->cacheMutedStage(stage);
@@ -263,14 +259,15 @@ void StorageManager::insertMutedStage(const model::Stage& stage, BoolHandler han
 }
 
 std::future<bool> StorageManager::insertEntityOwnedStage(const model::Stage& stage) {
-  return futureFrom(false, [&](BoolHandler done) { insertEntityOwnedStage(stage, std::move(done)); });
+  return futureFrom(false,
+                    [&](BoolHandler done) { insertEntityOwnedStage(stage, std::move(done)); });
 }
 
 void StorageManager::insertEntityOwnedStage(const model::Stage& stage, BoolHandler handler) {
   // False also when the row exists, which is then left as it was: only a
   // row inserted changes what the caches hold.
   const bool ok = runTable(false, [&](BoolHandler done) {
-    DBTableStage::insertEntityOwnedStage(stage, dbQueue_, done);
+    DBTableStage::insertEntityOwnedStage(stage, dbQueue(), done);
   });
   if (ok && startsInFavoriteWindow(stage)) cacheStage_->cacheStage(stage);
   deliver(handler, ok);
@@ -281,9 +278,8 @@ std::future<bool> StorageManager::updateStage(const model::Stage& stage) {
 }
 
 void StorageManager::updateStage(const model::Stage& stage, BoolHandler handler) {
-  const bool ok = runTable(false, [&](BoolHandler done) {
-    DBTableStage::updateStage(stage, dbQueue_, done);
-  });
+  const bool ok =
+      runTable(false, [&](BoolHandler done) { DBTableStage::updateStage(stage, dbQueue(), done); });
   if (ok) {
     const bool hasStart =
         stage.startDateTimestamp || (stage.stageEvent && stage.stageEvent->startDateTimestamp);
@@ -291,9 +287,8 @@ void StorageManager::updateStage(const model::Stage& stage, BoolHandler handler)
       // The update leaves every column the stage lacks (its start, parent,
       // unique stage, ...) as stored: the cache takes the row as it now is.
       const ReadResult<std::optional<model::Stage>> stored =
-          runTable(ReadResult<std::optional<model::Stage>>{}, [&](StageHandler done) {
-            DBTableStage::getStage(stage.ID, dbQueue_, done);
-          });
+          runTable(ReadResult<std::optional<model::Stage>>{},
+                   [&](StageHandler done) { DBTableStage::getStage(stage.ID, dbQueue(), done); });
       if (!stored) {
         // The row could not be read back: the whole list is read again.
         reload(*cacheStage_);
@@ -316,9 +311,8 @@ std::future<bool> StorageManager::muteStage(const model::Stage& stage) {
 }
 
 void StorageManager::muteStage(const model::Stage& stage, BoolHandler handler) {
-  const bool ok = runTable(false, [&](BoolHandler done) {
-    DBTableStage::muteStage(stage, dbQueue_, done);
-  });
+  const bool ok =
+      runTable(false, [&](BoolHandler done) { DBTableStage::muteStage(stage, dbQueue(), done); });
   // Only the table knows whether the row exists: read the muted set again.
   reload(*cacheMutedStage_);
   deliver(handler, ok);
@@ -330,9 +324,8 @@ std::future<bool> StorageManager::unmuteStage(std::int64_t stageID) {
 
 void StorageManager::unmuteStage(std::int64_t stageID, BoolHandler handler) {
   cacheMutedStage_->removeMutedStage(stageID);
-  const bool ok = runTable(false, [&](BoolHandler done) {
-    DBTableStage::unmuteStage(stageID, dbQueue_, done);
-  });
+  const bool ok = runTable(
+      false, [&](BoolHandler done) { DBTableStage::unmuteStage(stageID, dbQueue(), done); });
   if (!ok) reload(*cacheMutedStage_);
   deliver(handler, ok);
 }
@@ -346,9 +339,8 @@ void StorageManager::deleteStage(std::int64_t stageID, BoolHandler handler) {
   // favourites in the table, and so in the stage map.
   cacheStage_->removeStage(stageID);
   cacheMutedStage_->removeMutedStage(stageID);
-  const bool ok = runTable(false, [&](BoolHandler done) {
-    DBTableStage::deleteStage(stageID, dbQueue_, done);
-  });
+  const bool ok = runTable(
+      false, [&](BoolHandler done) { DBTableStage::deleteStage(stageID, dbQueue(), done); });
   if (!ok) reloadStageCaches();
   deliver(handler, ok);
 }
@@ -366,7 +358,7 @@ void StorageManager::deleteStagesWithUniqueStageID(std::int64_t uniqueStageID,
     if (unique && unique->ID == uniqueStageID) cacheStage_->removeStage(stage.ID);
   }
   const bool ok = runTable(false, [&](BoolHandler done) {
-    DBTableStage::deleteStagesWithUniqueStageID(uniqueStageID, dbQueue_, done);
+    DBTableStage::deleteStagesWithUniqueStageID(uniqueStageID, dbQueue(), done);
   });
   // The muted cache keeps bare IDs, so which of them went only the table knows.
   if (ok) {
@@ -377,14 +369,15 @@ void StorageManager::deleteStagesWithUniqueStageID(std::int64_t uniqueStageID,
   deliver(handler, ok);
 }
 
-std::future<ReadResult<std::optional<model::Stage>>> StorageManager::getStage(std::int64_t stageID) {
+std::future<ReadResult<std::optional<model::Stage>>> StorageManager::getStage(
+    std::int64_t stageID) {
   return futureFrom(ReadResult<std::optional<model::Stage>>{},
                     [&](StageHandler done) { getStage(stageID, std::move(done)); });
 }
 
 void StorageManager::getStage(std::int64_t stageID, StageHandler handler) {
   deliver(handler, runTable(ReadResult<std::optional<model::Stage>>{}, [&](StageHandler done) {
-            DBTableStage::getStage(stageID, dbQueue_, done);
+            DBTableStage::getStage(stageID, dbQueue(), done);
           }));
 }
 
@@ -395,27 +388,29 @@ std::future<ReadResult<std::vector<model::Stage>>> StorageManager::getAllFavorit
 
 void StorageManager::getAllFavoriteStages(StageListHandler handler) {
   deliver(handler, runTable(ReadResult<std::vector<model::Stage>>{}, [&](StageListHandler done) {
-            DBTableStage::getAllFavoriteStages(dbQueue_, done);
+            DBTableStage::getAllFavoriteStages(dbQueue(), done);
           }));
 }
 
 std::future<ReadResult<StorageManager::IDSet>> StorageManager::getStageIDsToRefresh() {
-  return futureFrom(ReadResult<IDSet>{}, [&](IDSetHandler done) { getStageIDsToRefresh(std::move(done)); });
+  return futureFrom(ReadResult<IDSet>{},
+                    [&](IDSetHandler done) { getStageIDsToRefresh(std::move(done)); });
 }
 
 void StorageManager::getStageIDsToRefresh(IDSetHandler handler) {
   deliver(handler, runTable(ReadResult<IDSet>{}, [&](IDSetHandler done) {
-            DBTableStage::getStageIDsToRefresh(dbQueue_, done);
+            DBTableStage::getStageIDsToRefresh(dbQueue(), done);
           }));
 }
 
 std::future<ReadResult<int>> StorageManager::getFinishedStagesCount() {
-  return futureFrom(ReadResult<int>{}, [&](CountHandler done) { getFinishedStagesCount(std::move(done)); });
+  return futureFrom(ReadResult<int>{},
+                    [&](CountHandler done) { getFinishedStagesCount(std::move(done)); });
 }
 
 void StorageManager::getFinishedStagesCount(CountHandler handler) {
   deliver(handler, runTable(ReadResult<int>{}, [&](CountHandler done) {
-            DBTableStage::getFinishedStagesCount(dbQueue_, done);
+            DBTableStage::getFinishedStagesCount(dbQueue(), done);
           }));
 }
 
@@ -424,9 +419,8 @@ std::future<bool> StorageManager::deleteFinishedStages() {
 }
 
 void StorageManager::deleteFinishedStages(BoolHandler handler) {
-  const bool ok = runTable(false, [&](BoolHandler done) {
-    DBTableStage::deleteFinishedStages(dbQueue_, done);
-  });
+  const bool ok = runTable(
+      false, [&](BoolHandler done) { DBTableStage::deleteFinishedStages(dbQueue(), done); });
   reloadStageCaches();
   deliver(handler, ok);
 }
@@ -436,9 +430,8 @@ std::future<bool> StorageManager::deleteOldStages() {
 }
 
 void StorageManager::deleteOldStages(BoolHandler handler) {
-  const bool ok = runTable(false, [&](BoolHandler done) {
-    DBTableStage::deleteOldStages(dbQueue_, done);
-  });
+  const bool ok =
+      runTable(false, [&](BoolHandler done) { DBTableStage::deleteOldStages(dbQueue(), done); });
   reloadStageCaches();
   deliver(handler, ok);
 }

@@ -65,25 +65,25 @@ void StorageManager::leaveEventCaches(const ReadResult<IDSet>& eventIDs) {
   }
 }
 
-ReadResult<StorageManager::IDSet> StorageManager::eventsOwnedBy(const std::string& ownedEventsQuery) const {
+ReadResult<StorageManager::IDSet> StorageManager::eventsOwnedBy(
+    const std::string& ownedEventsQuery) const {
   return runTable(ReadResult<IDSet>{}, [&](IDSetHandler done) {
-    DBTableEvent::getIDs(ownedEventsQuery, dbQueue_, done);
+    DBTableEvent::getIDs(ownedEventsQuery, dbQueue(), done);
   });
 }
 
 // ---- Teams --------------------------------------------------------------------------------
 
 std::future<bool> StorageManager::followTeam(const model::Team& team, bool enableNotifications) {
-  return futureFrom(false, [&](BoolHandler done) {
-    followTeam(team, enableNotifications, std::move(done));
-  });
+  return futureFrom(
+      false, [&](BoolHandler done) { followTeam(team, enableNotifications, std::move(done)); });
 }
 
 void StorageManager::followTeam(const model::Team& team, bool enableNotifications,
                                 BoolHandler handler) {
   removeWhenDisabling(*cacheTeamNotifications_, enableNotifications, {team.ID});
   const bool ok = runTable(false, [&](BoolHandler done) {
-    DBTableTeam::saveTeam(team, enableNotifications, dbQueue_, done);
+    DBTableTeam::saveTeam(team, enableNotifications, dbQueue(), done);
   });
   if (ok) {
     cacheTeam_->cacheTeam(team);
@@ -104,9 +104,8 @@ void StorageManager::unfollowTeam(std::int64_t teamID, BoolHandler handler) {
   cacheTeam_->removeTeamFromCache(teamID);
   cacheTeamNotifications_->removeIDFromCache(teamID);
   leaveEventCaches(owned);
-  const bool ok = runTable(false, [&](BoolHandler done) {
-    DBTableTeam::deleteTeamWithID(teamID, dbQueue_, done);
-  });
+  const bool ok = runTable(
+      false, [&](BoolHandler done) { DBTableTeam::deleteTeamWithID(teamID, dbQueue(), done); });
   if (!ok) {
     // A partly failed cascade commits what succeeded.
     reload(*cacheTeam_);
@@ -126,7 +125,7 @@ void StorageManager::setTeamNotificationsEnabled(bool enabled, const IDSet& team
                                                  BoolHandler handler) {
   removeWhenDisabling(*cacheTeamNotifications_, enabled, teamIDs);
   const bool ok = runTable(false, [&](BoolHandler done) {
-    DBTableTeam::setTeamNotificationsEnabled(enabled, teamIDs, dbQueue_, done);
+    DBTableTeam::setTeamNotificationsEnabled(enabled, teamIDs, dbQueue(), done);
   });
   if (ok) {
     addWhenEnabled(*cacheTeamNotifications_, *cacheTeam_, enabled, teamIDs);
@@ -136,15 +135,15 @@ void StorageManager::setTeamNotificationsEnabled(bool enabled, const IDSet& team
   deliver(handler, ok);
 }
 
-std::future<ReadResult<StorageManager::IDSet>> StorageManager::getTeamIDsForSport(const std::string& sportSlug) {
-  return futureFrom(ReadResult<IDSet>{}, [&](IDSetHandler done) {
-    getTeamIDsForSport(sportSlug, std::move(done));
-  });
+std::future<ReadResult<StorageManager::IDSet>> StorageManager::getTeamIDsForSport(
+    const std::string& sportSlug) {
+  return futureFrom(ReadResult<IDSet>{},
+                    [&](IDSetHandler done) { getTeamIDsForSport(sportSlug, std::move(done)); });
 }
 
 void StorageManager::getTeamIDsForSport(const std::string& sportSlug, IDSetHandler handler) {
   deliver(handler, runTable(ReadResult<IDSet>{}, [&](IDSetHandler done) {
-            DBTableTeam::getTeamIDsForSport(sportSlug, dbQueue_, done);
+            DBTableTeam::getTeamIDsForSport(sportSlug, dbQueue(), done);
           }));
 }
 
@@ -172,16 +171,15 @@ StorageManager::IDSet StorageManager::getNotificationEnabledTeamIDs() const {
 
 std::future<bool> StorageManager::followPlayer(const model::Player& player,
                                                bool enableNotifications) {
-  return futureFrom(false, [&](BoolHandler done) {
-    followPlayer(player, enableNotifications, std::move(done));
-  });
+  return futureFrom(
+      false, [&](BoolHandler done) { followPlayer(player, enableNotifications, std::move(done)); });
 }
 
 void StorageManager::followPlayer(const model::Player& player, bool enableNotifications,
                                   BoolHandler handler) {
   removeWhenDisabling(*cachePlayerNotifications_, enableNotifications, {player.ID});
   const bool ok = runTable(false, [&](BoolHandler done) {
-    DBTablePlayer::savePlayer(player, enableNotifications, dbQueue_, done);
+    DBTablePlayer::savePlayer(player, enableNotifications, dbQueue(), done);
   });
   if (ok) {
     cachePlayer_->cachePlayer(player);
@@ -201,7 +199,7 @@ void StorageManager::unfollowPlayer(std::int64_t playerID, BoolHandler handler) 
   cachePlayer_->removePlayer(playerID);
   cachePlayerNotifications_->removeIDFromCache(playerID);
   const bool ok = runTable(false, [&](BoolHandler done) {
-    DBTablePlayer::deletePlayerWithID(playerID, dbQueue_, done);
+    DBTablePlayer::deletePlayerWithID(playerID, dbQueue(), done);
   });
   if (!ok) {
     reload(*cachePlayer_);
@@ -220,7 +218,7 @@ void StorageManager::unfollowPlayers(const IDSet& playerIDs, BoolHandler handler
     cachePlayerNotifications_->removeIDFromCache(id);
   }
   const bool ok = runTable(false, [&](BoolHandler done) {
-    DBTablePlayer::deletePlayersWithIDs(playerIDs, dbQueue_, done);
+    DBTablePlayer::deletePlayersWithIDs(playerIDs, dbQueue(), done);
   });
   if (!ok) {
     reload(*cachePlayer_);
@@ -240,7 +238,7 @@ void StorageManager::setPlayerNotificationsEnabled(bool enabled, const IDSet& pl
                                                    BoolHandler handler) {
   removeWhenDisabling(*cachePlayerNotifications_, enabled, playerIDs);
   const bool ok = runTable(false, [&](BoolHandler done) {
-    DBTablePlayer::setPlayerNotificationsEnabled(enabled, playerIDs, dbQueue_, done);
+    DBTablePlayer::setPlayerNotificationsEnabled(enabled, playerIDs, dbQueue(), done);
   });
   if (ok) {
     addWhenEnabled(*cachePlayerNotifications_, *cachePlayer_, enabled, playerIDs);
@@ -265,7 +263,8 @@ StorageManager::IDSet StorageManager::getFavoritePlayerIDs() const {
 StorageManager::IDSet StorageManager::getPlayerIDsForSport(std::string_view sportSlug) const {
   IDSet ids;
   for (const model::Player& player : cachePlayer_->getObjects()) {
-    if (player.sport && player.sport->slug && *player.sport->slug == sportSlug) ids.insert(player.ID);
+    if (player.sport && player.sport->slug && *player.sport->slug == sportSlug)
+      ids.insert(player.ID);
   }
   return ids;
 }
@@ -287,15 +286,15 @@ std::future<bool> StorageManager::followTournament(const model::Tournament& tour
   });
 }
 
-void StorageManager::followTournament(const model::Tournament& tournament,
-                                      bool enableNotifications, BoolHandler handler) {
+void StorageManager::followTournament(const model::Tournament& tournament, bool enableNotifications,
+                                      BoolHandler handler) {
   if (tournament.uniqueId) {
     removeWhenDisabling(*cacheTournamentNotifications_, enableNotifications,
                         {*tournament.uniqueId});
   }
   // The table refuses a tournament without a unique ID, with a log line.
   const bool ok = runTable(false, [&](BoolHandler done) {
-    DBTableTournament::saveTournament(tournament, enableNotifications, dbQueue_, done);
+    DBTableTournament::saveTournament(tournament, enableNotifications, dbQueue(), done);
   });
   if (ok) {
     cacheTournament_->cacheTournament(tournament);
@@ -308,18 +307,18 @@ void StorageManager::followTournament(const model::Tournament& tournament,
 }
 
 std::future<bool> StorageManager::unfollowTournament(std::int64_t uniqueTournamentID) {
-  return futureFrom(false, [&](BoolHandler done) {
-    unfollowTournament(uniqueTournamentID, std::move(done));
-  });
+  return futureFrom(
+      false, [&](BoolHandler done) { unfollowTournament(uniqueTournamentID, std::move(done)); });
 }
 
 void StorageManager::unfollowTournament(std::int64_t uniqueTournamentID, BoolHandler handler) {
-  const ReadResult<IDSet> owned = eventsOwnedBy(DBTableTournament::ownedEventsQuery(uniqueTournamentID));
+  const ReadResult<IDSet> owned =
+      eventsOwnedBy(DBTableTournament::ownedEventsQuery(uniqueTournamentID));
   cacheTournament_->removeTournament(uniqueTournamentID);
   cacheTournamentNotifications_->removeIDFromCache(uniqueTournamentID);
   leaveEventCaches(owned);
   const bool ok = runTable(false, [&](BoolHandler done) {
-    DBTableTournament::deleteTournamentWithID(uniqueTournamentID, dbQueue_, done);
+    DBTableTournament::deleteTournamentWithID(uniqueTournamentID, dbQueue(), done);
   });
   if (!ok) {
     reload(*cacheTournament_);
@@ -341,12 +340,11 @@ void StorageManager::setTournamentNotificationsEnabled(bool enabled,
                                                        BoolHandler handler) {
   removeWhenDisabling(*cacheTournamentNotifications_, enabled, uniqueTournamentIDs);
   const bool ok = runTable(false, [&](BoolHandler done) {
-    DBTableTournament::setTournamentNotificationsEnabled(enabled, uniqueTournamentIDs, dbQueue_,
+    DBTableTournament::setTournamentNotificationsEnabled(enabled, uniqueTournamentIDs, dbQueue(),
                                                          done);
   });
   if (ok) {
-    addWhenEnabled(*cacheTournamentNotifications_, *cacheTournament_, enabled,
-                   uniqueTournamentIDs);
+    addWhenEnabled(*cacheTournamentNotifications_, *cacheTournament_, enabled, uniqueTournamentIDs);
   } else {
     reload(*cacheTournamentNotifications_);
   }
@@ -360,10 +358,9 @@ std::future<ReadResult<StorageManager::IDSet>> StorageManager::getTournamentIDsF
   });
 }
 
-void StorageManager::getTournamentIDsForSport(const std::string& sportSlug,
-                                              IDSetHandler handler) {
+void StorageManager::getTournamentIDsForSport(const std::string& sportSlug, IDSetHandler handler) {
   deliver(handler, runTable(ReadResult<IDSet>{}, [&](IDSetHandler done) {
-            DBTableTournament::getTournamentIDsForSport(sportSlug, dbQueue_, done);
+            DBTableTournament::getTournamentIDsForSport(sportSlug, dbQueue(), done);
           }));
 }
 
@@ -390,9 +387,8 @@ StorageManager::IDSet StorageManager::getNotificationEnabledTournamentUniqueIDs(
 // ---- Pinned unique tournaments --------------------------------------------------------------
 
 std::future<bool> StorageManager::pinUniqueTournament(const model::UniqueTournament& tournament) {
-  return futureFrom(false, [&](BoolHandler done) {
-    pinUniqueTournament(tournament, std::move(done));
-  });
+  return futureFrom(false,
+                    [&](BoolHandler done) { pinUniqueTournament(tournament, std::move(done)); });
 }
 
 void StorageManager::pinUniqueTournament(const model::UniqueTournament& tournament,
@@ -400,7 +396,7 @@ void StorageManager::pinUniqueTournament(const model::UniqueTournament& tourname
   // Pinned again, it moves to the end: out first, in at the end on success.
   cacheDefaultUniqueTournaments_->removeTournament(tournament.ID);
   const bool ok = runTable(false, [&](BoolHandler done) {
-    DBTablePinnedUniqueTournaments::saveUniqueTournament(tournament, dbQueue_, done);
+    DBTablePinnedUniqueTournaments::saveUniqueTournament(tournament, dbQueue(), done);
   });
   if (ok) {
     cacheDefaultUniqueTournaments_->cacheTournament(tournament);
@@ -411,15 +407,14 @@ void StorageManager::pinUniqueTournament(const model::UniqueTournament& tourname
 }
 
 std::future<bool> StorageManager::unpinUniqueTournament(std::int64_t uniqueTournamentID) {
-  return futureFrom(false, [&](BoolHandler done) {
-    unpinUniqueTournament(uniqueTournamentID, std::move(done));
-  });
+  return futureFrom(
+      false, [&](BoolHandler done) { unpinUniqueTournament(uniqueTournamentID, std::move(done)); });
 }
 
 void StorageManager::unpinUniqueTournament(std::int64_t uniqueTournamentID, BoolHandler handler) {
   cacheDefaultUniqueTournaments_->removeTournament(uniqueTournamentID);
   const bool ok = runTable(false, [&](BoolHandler done) {
-    DBTablePinnedUniqueTournaments::deleteUniqueTournamentWithID(uniqueTournamentID, dbQueue_,
+    DBTablePinnedUniqueTournaments::deleteUniqueTournamentWithID(uniqueTournamentID, dbQueue(),
                                                                  done);
   });
   if (!ok) reload(*cacheDefaultUniqueTournaments_);
@@ -435,7 +430,7 @@ void StorageManager::unpinAllUniqueTournaments(BoolHandler handler) {
     cacheDefaultUniqueTournaments_->removeTournament(id);
   }
   const bool ok = runTable(false, [&](BoolHandler done) {
-    DBTablePinnedUniqueTournaments::deleteAllUniqueTournaments(dbQueue_, done);
+    DBTablePinnedUniqueTournaments::deleteAllUniqueTournaments(dbQueue(), done);
   });
   if (!ok) reload(*cacheDefaultUniqueTournaments_);
   deliver(handler, ok);

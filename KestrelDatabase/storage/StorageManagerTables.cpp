@@ -23,51 +23,50 @@ using facade::runTable;
 
 std::future<bool> StorageManager::upvoteMessage(std::int64_t messageID, std::int64_t eventID,
                                                 std::optional<std::int64_t> upvote) {
-  return futureFrom(false, [&](BoolHandler done) {
-    upvoteMessage(messageID, eventID, upvote, std::move(done));
-  });
+  return futureFrom(
+      false, [&](BoolHandler done) { upvoteMessage(messageID, eventID, upvote, std::move(done)); });
 }
 
 void StorageManager::upvoteMessage(std::int64_t messageID, std::int64_t eventID,
                                    std::optional<std::int64_t> upvote, BoolHandler handler) {
   deliver(handler, runTable(false, [&](BoolHandler done) {
-            DBTableChatUpvote::saveUpvotedMessage(messageID, eventID, upvote, dbQueue_, done);
+            DBTableChatUpvote::saveUpvotedMessage(messageID, eventID, upvote, dbQueue(), done);
           }));
 }
 
 std::future<bool> StorageManager::reportMessage(std::int64_t messageID, std::int64_t eventID,
                                                 std::int64_t choice) {
-  return futureFrom(false, [&](BoolHandler done) {
-    reportMessage(messageID, eventID, choice, std::move(done));
-  });
+  return futureFrom(
+      false, [&](BoolHandler done) { reportMessage(messageID, eventID, choice, std::move(done)); });
 }
 
 void StorageManager::reportMessage(std::int64_t messageID, std::int64_t eventID,
                                    std::int64_t choice, BoolHandler handler) {
   deliver(handler, runTable(false, [&](BoolHandler done) {
-            DBTableChatReport::saveReportedMessage(messageID, eventID, choice, dbQueue_, done);
+            DBTableChatReport::saveReportedMessage(messageID, eventID, choice, dbQueue(), done);
           }));
 }
 
-std::future<ReadResult<StorageManager::IDSet>> StorageManager::getUpvotedMessageIDs(std::int64_t eventID) {
-  return futureFrom(ReadResult<IDSet>{}, [&](IDSetHandler done) {
-    getUpvotedMessageIDs(eventID, std::move(done));
-  });
+std::future<ReadResult<StorageManager::IDSet>> StorageManager::getUpvotedMessageIDs(
+    std::int64_t eventID) {
+  return futureFrom(ReadResult<IDSet>{},
+                    [&](IDSetHandler done) { getUpvotedMessageIDs(eventID, std::move(done)); });
 }
 
 void StorageManager::getUpvotedMessageIDs(std::int64_t eventID, IDSetHandler handler) {
   deliver(handler, runTable(ReadResult<IDSet>{}, [&](IDSetHandler done) {
-            DBTableChatUpvote::getMessageIDsForEventID(eventID, dbQueue_, done);
+            DBTableChatUpvote::getMessageIDsForEventID(eventID, dbQueue(), done);
           }));
 }
 
 std::future<ReadResult<StorageManager::IDSet>> StorageManager::getReportedMessageIDs() {
-  return futureFrom(ReadResult<IDSet>{}, [&](IDSetHandler done) { getReportedMessageIDs(std::move(done)); });
+  return futureFrom(ReadResult<IDSet>{},
+                    [&](IDSetHandler done) { getReportedMessageIDs(std::move(done)); });
 }
 
 void StorageManager::getReportedMessageIDs(IDSetHandler handler) {
   deliver(handler, runTable(ReadResult<IDSet>{}, [&](IDSetHandler done) {
-            DBTableChatReport::getReportedMessageIDs(dbQueue_, done);
+            DBTableChatReport::getReportedMessageIDs(dbQueue(), done);
           }));
 }
 
@@ -75,16 +74,15 @@ void StorageManager::getReportedMessageIDs(IDSetHandler handler) {
 
 std::future<bool> StorageManager::saveTvChannelSuggestion(
     const model::TVChannelSuggestion& suggestion) {
-  return futureFrom(false, [&](BoolHandler done) {
-    saveTvChannelSuggestion(suggestion, std::move(done));
-  });
+  return futureFrom(
+      false, [&](BoolHandler done) { saveTvChannelSuggestion(suggestion, std::move(done)); });
 }
 
 void StorageManager::saveTvChannelSuggestion(const model::TVChannelSuggestion& suggestion,
                                              BoolHandler handler) {
   // Without its event or channel the table stores nothing and stays silent.
   const bool ok = runTable(false, [&](BoolHandler done) {
-    DBTableTvChannels::saveTvChannelSuggestion(suggestion, dbQueue_, done);
+    DBTableTvChannels::saveTvChannelSuggestion(suggestion, dbQueue(), done);
   });
   if (ok) {
     cacheTVChannels_->cacheObject(suggestion);
@@ -102,30 +100,28 @@ std::vector<model::TVChannelSuggestion> StorageManager::getTvChannelSuggestions(
 
 std::future<bool> StorageManager::saveTvChannelCountry(
     const model::TVScheduleChannelCountry& channelCountry) {
-  return futureFrom(false, [&](BoolHandler done) {
-    saveTvChannelCountry(channelCountry, std::move(done));
-  });
+  return futureFrom(
+      false, [&](BoolHandler done) { saveTvChannelCountry(channelCountry, std::move(done)); });
 }
 
 void StorageManager::saveTvChannelCountry(const model::TVScheduleChannelCountry& channelCountry,
                                           BoolHandler handler) {
   deliver(handler, runTable(false, [&](BoolHandler done) {
-            DBTableScheduledChannels::saveTvChannelCountry(channelCountry, dbQueue_, done);
+            DBTableScheduledChannels::saveTvChannelCountry(channelCountry, dbQueue(), done);
           }));
 }
 
 std::future<ReadResult<std::vector<model::TVScheduleChannelCountry>>>
 StorageManager::getTvChannelCountryList() {
-  return futureFrom(ReadResult<std::vector<model::TVScheduleChannelCountry>>{},
-                    [&](ChannelCountryListHandler done) {
-                      getTvChannelCountryList(std::move(done));
-                    });
+  return futureFrom(
+      ReadResult<std::vector<model::TVScheduleChannelCountry>>{},
+      [&](ChannelCountryListHandler done) { getTvChannelCountryList(std::move(done)); });
 }
 
 void StorageManager::getTvChannelCountryList(ChannelCountryListHandler handler) {
   deliver(handler, runTable(ReadResult<std::vector<model::TVScheduleChannelCountry>>{},
                             [&](ChannelCountryListHandler done) {
-                              DBTableScheduledChannels::getTvChannelCountryList(dbQueue_, done);
+                              DBTableScheduledChannels::getTvChannelCountryList(dbQueue(), done);
                             }));
 }
 
@@ -138,7 +134,7 @@ std::future<bool> StorageManager::deleteChannelsWithCountryCode(const std::strin
 void StorageManager::deleteChannelsWithCountryCode(const std::string& countryCode,
                                                    BoolHandler handler) {
   deliver(handler, runTable(false, [&](BoolHandler done) {
-            DBTableScheduledChannels::deleteChannelsWithCountryCode(countryCode, dbQueue_, done);
+            DBTableScheduledChannels::deleteChannelsWithCountryCode(countryCode, dbQueue(), done);
           }));
 }
 
@@ -152,11 +148,12 @@ std::future<bool> StorageManager::deleteChannelWithId(std::int64_t channelID,
 void StorageManager::deleteChannelWithId(std::int64_t channelID, const std::string& countryCode,
                                          BoolHandler handler) {
   deliver(handler, runTable(false, [&](BoolHandler done) {
-            DBTableScheduledChannels::deleteChannelWithId(channelID, countryCode, dbQueue_, done);
+            DBTableScheduledChannels::deleteChannelWithId(channelID, countryCode, dbQueue(), done);
           }));
 }
 
-// ---- Fantasy competitions ------------------------------------------------------------------------
+// ---- Fantasy competitions
+// ------------------------------------------------------------------------
 
 std::future<bool> StorageManager::saveFantasyCompetition(std::int64_t id) {
   return futureFrom(false, [&](BoolHandler done) { saveFantasyCompetition(id, std::move(done)); });
@@ -164,7 +161,7 @@ std::future<bool> StorageManager::saveFantasyCompetition(std::int64_t id) {
 
 void StorageManager::saveFantasyCompetition(std::int64_t id, BoolHandler handler) {
   const bool ok = runTable(false, [&](BoolHandler done) {
-    DBTableFantasyCompetition::saveCompetition(id, dbQueue_, done);
+    DBTableFantasyCompetition::saveCompetition(id, dbQueue(), done);
   });
   if (ok) {
     cacheFantasyCompetition_->cacheID(id);
@@ -175,13 +172,14 @@ void StorageManager::saveFantasyCompetition(std::int64_t id, BoolHandler handler
 }
 
 std::future<bool> StorageManager::deleteFantasyCompetition(std::int64_t id) {
-  return futureFrom(false, [&](BoolHandler done) { deleteFantasyCompetition(id, std::move(done)); });
+  return futureFrom(false,
+                    [&](BoolHandler done) { deleteFantasyCompetition(id, std::move(done)); });
 }
 
 void StorageManager::deleteFantasyCompetition(std::int64_t id, BoolHandler handler) {
   cacheFantasyCompetition_->removeIDFromCache(id);
   const bool ok = runTable(false, [&](BoolHandler done) {
-    DBTableFantasyCompetition::deleteCompetition(id, dbQueue_, done);
+    DBTableFantasyCompetition::deleteCompetition(id, dbQueue(), done);
   });
   if (!ok) reload(*cacheFantasyCompetition_);
   deliver(handler, ok);

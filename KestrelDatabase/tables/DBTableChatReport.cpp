@@ -58,7 +58,8 @@ void DBTableChatReport::deleteReportedMessages(const std::shared_ptr<FMDatabaseQ
 
 void DBTableChatReport::getReportedMessageIDs(const std::shared_ptr<FMDatabaseQueue>& queue,
                                               const IDSetCompletion& completion) {
-  readIDs(NewSQLBuilder::selectColumnsFromTable(kTableName, {kId}, std::nullopt).value_or(""), kId, queue, completion);
+  readIDs(NewSQLBuilder::selectColumnsFromTable(kTableName, {kId}, std::nullopt).value_or(""), kId,
+          queue, completion);
 }
 
 // ---- Statement texts ------------------------------------------------------------

@@ -553,8 +553,7 @@ class DBTableEvent : public DBTableAbstract {
   static model::Team mapTeamFromResultSet(const FMResultSet& resultSet, const RowLayout& layout,
                                           const TeamColumns& columns);
   /// From NULL columns: ID 0, no name, no field translations (empty).
-  static model::Team mapSubteamFromsResultSet(const FMResultSet& resultSet,
-                                              const RowLayout& layout,
+  static model::Team mapSubteamFromsResultSet(const FMResultSet& resultSet, const RowLayout& layout,
                                               const SubteamColumns& columns);
   static model::EventTime mapTimeFromResultSet(const FMResultSet& resultSet,
                                                const RowLayout& layout);

@@ -38,11 +38,11 @@ void DBTableEvent::getEvent(std::int64_t eventID, const std::shared_ptr<FMDataba
   queue->inDatabase([&](FMDatabase* db) {
     std::optional<Event> event;
     const bool read = db != nullptr && sql && forEachRow(*db, *sql, [&](const FMResultSet& row) {
-      // A row without columns would give an empty result dictionary.
-      if (!event && row.columnCount() > 0) {
-        event = mapEventFromResultSet(row, rowLayoutForResultSet(row));
-      }
-    });
+                        // A row without columns would give an empty result dictionary.
+                        if (!event && row.columnCount() > 0) {
+                          event = mapEventFromResultSet(row, rowLayoutForResultSet(row));
+                        }
+                      });
     if (db && db->hasOpenResultSets()) db->closeOpenResultSets();
     completion(read ? ReadResult<std::optional<Event>>(std::move(event)) : std::nullopt);
   });

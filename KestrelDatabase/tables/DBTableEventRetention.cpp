@@ -109,11 +109,15 @@ std::string migrationTeamOwner(const char* keyword) {
 
 void DBTableEvent::deleteFinishedEvents(const std::shared_ptr<FMDatabaseQueue>& queue,
                                         const BoolCompletion& completion) {
-  runWrite(queue, [](FMDatabase& db) {
-    const bool deleted = db.executeUpdate(finishedEventsDeleteStatement(platform::Clock::now()));
-    const bool hidden = db.executeUpdate(hideFinishedEventsStatement(platform::Clock::now()));
-    return deleted && hidden;
-  }, completion);
+  runWrite(
+      queue,
+      [](FMDatabase& db) {
+        const bool deleted =
+            db.executeUpdate(finishedEventsDeleteStatement(platform::Clock::now()));
+        const bool hidden = db.executeUpdate(hideFinishedEventsStatement(platform::Clock::now()));
+        return deleted && hidden;
+      },
+      completion);
 }
 
 void DBTableEvent::deleteOldEvents(const std::shared_ptr<FMDatabaseQueue>& queue,
@@ -144,7 +148,6 @@ void DBTableEvent::migrateFavoriteNotificationEvents(const std::shared_ptr<FMDat
   }
   if (completion) completion(succeeded == 2);
 }
-
 
 // ---- Statement texts ----
 
@@ -179,11 +182,10 @@ std::string DBTableEvent::finishedEventsCountQuery(double now) {
 
 std::string DBTableEvent::eventIDsToRefreshQuery(double now) {
   // Two halves: the not-started windows, then every other status.
-  const std::string first = platform::formatString("SELECT %s FROM %s WHERE %s >= %d AND (", kId,
-                                                   kTableName, kStartDate, kSevenDays) +
-                            StatusTimeConditions::refreshClauses(kNotStartedClauses,
-                                                                 kConditionColumns, now) +
-                            " OR  ";
+  const std::string first =
+      platform::formatString("SELECT %s FROM %s WHERE %s >= %d AND (", kId, kTableName, kStartDate,
+                             kSevenDays) +
+      StatusTimeConditions::refreshClauses(kNotStartedClauses, kConditionColumns, now) + " OR  ";
   const std::string second =
       StatusTimeConditions::refreshClauses(kOtherClauses, kConditionColumns, now) + ");";
   return platform::formatString("%s%s", first.c_str(), second.c_str());
@@ -235,6 +237,5 @@ std::array<std::string, 2> DBTableEvent::migrationStatements() {
                              migrationTeamOwner("NOT EXISTS").c_str()),
   };
 }
-
 
 }  // namespace kestrel

@@ -56,13 +56,15 @@ std::future<bool> DBTableFantasyCompetition::deleteCompetition(
 
 void DBTableFantasyCompetition::getCompetitionIds(const std::shared_ptr<FMDatabaseQueue>& queue,
                                                   const IDSetCompletion& completion) {
-  readIDs(NewSQLBuilder::selectAllFromTable(kTableName, std::nullopt).value_or(""), kId, queue, completion);
+  readIDs(NewSQLBuilder::selectAllFromTable(kTableName, std::nullopt).value_or(""), kId, queue,
+          completion);
 }
 
 std::future<ReadResult<IDSet>> DBTableFantasyCompetition::getCompetitionIds(
     const std::shared_ptr<FMDatabaseQueue>& queue) {
   return futureOf<ReadResult<IDSet>>(
-      [&](const IDSetCompletion& completion) { getCompetitionIds(queue, completion); }, ReadResult<IDSet>{});
+      [&](const IDSetCompletion& completion) { getCompetitionIds(queue, completion); },
+      ReadResult<IDSet>{});
 }
 
 }  // namespace kestrel

@@ -96,8 +96,8 @@ std::future<bool> DBTableFollowedAbstract::setNotificationsEnabledLines(const Ta
       false);
 }
 
-std::future<ReadResult<IDSet>> DBTableFollowedAbstract::readNotificationEnabledIDs(const TableColumns& table,
-                                                                       const Queue& queue) {
+std::future<ReadResult<IDSet>> DBTableFollowedAbstract::readNotificationEnabledIDs(
+    const TableColumns& table, const Queue& queue) {
   return futureOf<ReadResult<IDSet>>(
       [&](const IDSetCompletion& done) { readNotificationEnabledIDs(table, queue, done); },
       ReadResult<IDSet>{});
@@ -150,11 +150,14 @@ void DBTableFollowedAbstract::deleteWithOwnedEvents(const TableColumns& table, s
                                                     const BoolCompletion& completion) {
   if (!queue) return;
   const auto own = checkedDelete(table, ConditionList{kId, "=", id});
-  runWrite(queue, [&](FMDatabase& db) {
-    const bool events =
-        deleteSelectedRows(db, ownedEvents, DBTableEvent::tableColumns(), DBTableEvent::kId);
-    return own && db.executeUpdate(own->text()) && events;
-  }, completion);
+  runWrite(
+      queue,
+      [&](FMDatabase& db) {
+        const bool events =
+            deleteSelectedRows(db, ownedEvents, DBTableEvent::tableColumns(), DBTableEvent::kId);
+        return own && db.executeUpdate(own->text()) && events;
+      },
+      completion);
 }
 
 std::string DBTableFollowedAbstract::eventTeamColumnsEqual(std::string_view value,

@@ -12,7 +12,9 @@
 //
 // Completions: as for every table, a null queue means no work and no
 // completion; otherwise a given completion is called exactly once, inside the
-// queue's block, before the operation returns: a write reports once its transaction has committed (false when a statement or the commit failed), and a read delivers std::nullopt when it failed (also when the queue could not reopen its connection), never an empty answer.
+// queue's block, before the operation returns: a write reports once its transaction has committed
+// (false when a statement or the commit failed), and a read delivers std::nullopt when it failed
+// (also when the queue could not reopen its connection), never an empty answer.
 //
 // Thread-safety: all operations are static. Reads and writes block while they
 // hold the database queue; never call one from inside a block of that queue.
@@ -79,7 +81,7 @@ class DBTableFollowedAbstract : public DBTableAbstract {
   static std::future<bool> setNotificationsEnabledLines(const TableColumns& table, bool enabled,
                                                         const IDSet& ids, const Queue& queue);
   static std::future<ReadResult<IDSet>> readNotificationEnabledIDs(const TableColumns& table,
-                                                       const Queue& queue);
+                                                                   const Queue& queue);
 
   /// One INSERT of every column of the map (and of `expressions`) that, when
   /// a row with the same ID exists, updates that row in place instead: "...

@@ -92,8 +92,7 @@ void DBTablePinnedUniqueTournaments::deleteAllUniqueTournaments(
 
 void DBTablePinnedUniqueTournaments::getAllUniqueTournamentIDs(
     const std::shared_ptr<FMDatabaseQueue>& queue, const IDSetCompletion& completion) {
-  readIDs(platform::formatString("SELECT %s FROM %s", kId, kTableName), kId, queue,
-          completion);
+  readIDs(platform::formatString("SELECT %s FROM %s", kId, kTableName), kId, queue, completion);
 }
 
 void DBTablePinnedUniqueTournaments::getAllUniqueTournaments(

@@ -113,8 +113,9 @@ void DBTableStage::deleteStagesWithUniqueStageID(std::int64_t uniqueStageID,
   const std::string selection = stagesWithUniqueStageIDQuery(uniqueStageID);
   // The selection and its deletes in one transaction, so that the report
   // comes after they are on disk.
-  runWrite(queue, [&](FMDatabase& db) { return deleteSelectedRows(db, selection, tableColumns(), kId); },
-           completion);
+  runWrite(
+      queue, [&](FMDatabase& db) { return deleteSelectedRows(db, selection, tableColumns(), kId); },
+      completion);
 }
 
 // ---- Reads ----------------------------------------------------------------------
@@ -143,8 +144,8 @@ void DBTableStage::getStage(std::int64_t stageID, const std::shared_ptr<FMDataba
   readInDatabase(queue, [&](FMDatabase* db) {
     std::optional<Stage> stage;
     const bool read = db != nullptr && sql && forEachRow(*db, *sql, [&](const FMResultSet& row) {
-      if (!stage && row.columnCount() > 0) stage = mapStageFromResultSet(row);
-    });
+                        if (!stage && row.columnCount() > 0) stage = mapStageFromResultSet(row);
+                      });
     if (db && db->hasOpenResultSets()) db->closeOpenResultSets();
     completion(read ? ReadResult<std::optional<Stage>>(std::move(stage)) : std::nullopt);
   });

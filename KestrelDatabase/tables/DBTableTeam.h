@@ -55,8 +55,7 @@ class DBTableTeam : public DBTableFollowedAbstract {
 
   // ---- Row operations -------------------------------------------------------
 
-  using TeamSetCompletion =
-      std::function<void(ReadResult<std::unordered_set<model::Team>> teams)>;
+  using TeamSetCompletion = std::function<void(ReadResult<std::unordered_set<model::Team>> teams)>;
 
   /// In one transaction: deletes the event rows that exist only because of
   /// this team (ownedEventsQuery()), then the team's row. True only when every

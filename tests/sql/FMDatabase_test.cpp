@@ -135,6 +135,46 @@ TEST_F(FMDatabaseTest, TransactionsAndSavePointsRollBackOnlyWhenAsked) {
   EXPECT_EQ(db->intForQuery("select sum(v) from t"), 6);
 }
 
+// A COMMIT that fails: a deferred foreign key left violated makes SQLite
+// refuse the commit and keep the transaction open, as a full disk can.
+TEST_F(FMDatabaseTest, AFailedCommitIsReportedAndRolledBackSoNoTransactionStaysOpen) {
+  ASSERT_TRUE(db->executeUpdate("PRAGMA foreign_keys = ON"));
+  ASSERT_TRUE(db->executeUpdate("create table parent (id integer primary key)"));
+  ASSERT_TRUE(db->executeUpdate(
+      "create table child (p references parent(id) deferrable initially deferred)"));
+
+  EXPECT_FALSE(db->runWriteTransaction([&] {
+    return db->executeUpdate("insert into t values (1)") &&
+           db->executeUpdate("insert into child values (7)");  // no parent 7
+  }));
+  EXPECT_FALSE(db->hasOpenTransaction());
+  EXPECT_FALSE(db->isInTransaction());
+  EXPECT_EQ(db->intForQuery("select count(*) from t"), 0) << "nothing of it reached the file";
+
+  // The same through the queue's sequence: reported, rolled back.
+  EXPECT_FALSE(db->runInTransaction(FMDatabase::TransactionKind::Exclusive, [&](bool*) {
+    db->executeUpdate("insert into child values (8)");
+  }));
+  EXPECT_FALSE(db->hasOpenTransaction());
+
+  // The connection is not stuck: the next write commits on its own.
+  EXPECT_TRUE(
+      db->runWriteTransaction([&] { return db->executeUpdate("insert into t values (2)"); }));
+  EXPECT_EQ(db->intForQuery("select count(*) from t"), 1);
+  // A write that reports failure still commits what it did; a transaction
+  // that cannot begin runs nothing.
+  EXPECT_FALSE(db->runWriteTransaction([&] {
+    db->executeUpdate("insert into t values (3)");
+    return false;
+  }));
+  EXPECT_EQ(db->intForQuery("select count(*) from t"), 2);
+  ASSERT_TRUE(db->beginTransaction());
+  bool ran = false;
+  EXPECT_FALSE(db->runWriteTransaction([&] { return ran = true; }));
+  EXPECT_FALSE(ran);
+  EXPECT_TRUE(db->rollback());
+}
+
 TEST_F(FMDatabaseTest, SavePointNamesDoubleTheirQuotes) {
   db->setTraceExecution(true);
   ASSERT_TRUE(db->startSavePointWithName("it's"));

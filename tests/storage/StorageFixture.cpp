@@ -37,7 +37,8 @@ void StorageTest::TearDown() {
 
 void StorageTest::settleStore() {
   for (int round = 0; round < 2; ++round) {
-    if (const auto background = dataManager_->backgroundContext()) background->performAndWait([] {});
+    if (const auto background = dataManager_->backgroundContext())
+      background->performAndWait([] {});
     platform::DispatchQueue::main()->waitUntilDrained();
   }
 }
@@ -115,11 +116,11 @@ void StorageTest::storeOneOfEach() {
   ASSERT_TRUE(storage_->followTournament(tournament(7), true).get());
   ASSERT_TRUE(storage_->pinUniqueTournament(uniqueTournament(8)).get());
   ASSERT_TRUE(storage_->saveFantasyCompetition(9).get());
-  ASSERT_TRUE(storage_->saveTvChannelSuggestion({.channelId = 10, .eventId = 1,
-                                                 .startTimestamp = kNow, .approve = true})
+  ASSERT_TRUE(storage_
+                  ->saveTvChannelSuggestion(
+                      {.channelId = 10, .eventId = 1, .startTimestamp = kNow, .approve = true})
                   .get());
 }
-
 
 // ---- Fresh reads -------------------------------------------------------------------------------
 
@@ -151,9 +152,8 @@ StorageManager::IDSet StorageTest::storedMutedEventIDs() const {
 
 StorageManager::IDSet StorageTest::storedFavoriteStageIDs() const {
   IDSet ids;
-  for (const model::Stage& stage : stored<std::vector<model::Stage>>([&](auto done) {
-         DBTableStage::getAllFavoriteStages(storage_->dbQueue(), done);
-       })) {
+  for (const model::Stage& stage : stored<std::vector<model::Stage>>(
+           [&](auto done) { DBTableStage::getAllFavoriteStages(storage_->dbQueue(), done); })) {
     ids.insert(stage.ID);
   }
   return ids;
@@ -161,9 +161,8 @@ StorageManager::IDSet StorageTest::storedFavoriteStageIDs() const {
 
 StorageManager::IDSet StorageTest::storedMutedStageIDs() const {
   IDSet ids;
-  for (const model::Stage& stage : stored<std::unordered_set<model::Stage>>([&](auto done) {
-         DBTableStage::getMutedStages(storage_->dbQueue(), done);
-       })) {
+  for (const model::Stage& stage : stored<std::unordered_set<model::Stage>>(
+           [&](auto done) { DBTableStage::getMutedStages(storage_->dbQueue(), done); })) {
     ids.insert(stage.ID);
   }
   return ids;
@@ -179,7 +178,8 @@ StorageManager::IDSet StorageTest::storedTeamIDs() const {
 }
 
 StorageManager::IDSet StorageTest::storedTeamNotificationIDs() const {
-  return readIDs([&](auto done) { DBTableTeam::getNotificationTeamIDs(storage_->dbQueue(), done); });
+  return readIDs(
+      [&](auto done) { DBTableTeam::getNotificationTeamIDs(storage_->dbQueue(), done); });
 }
 
 StorageManager::IDSet StorageTest::storedPlayerIDs() const {
@@ -267,7 +267,8 @@ StorageManager::IDSet StorageTest::storedUniqueStageIDs() const {
 
 std::vector<std::int64_t> StorageTest::pinnedIDs() const {
   std::vector<std::int64_t> ids;
-  for (const model::UniqueTournament& t : storage_->getPinnedUniqueTournaments()) ids.push_back(t.ID);
+  for (const model::UniqueTournament& t : storage_->getPinnedUniqueTournaments())
+    ids.push_back(t.ID);
   return ids;
 }
 
@@ -295,9 +296,8 @@ void StorageTest::expectCachesAgreeWithStores(const std::string& step) const {
 
   // The stage cache: its objects, its map, and the membership questions.
   std::map<std::int64_t, std::int64_t> storedMap;
-  for (const model::Stage& stage : stored<std::vector<model::Stage>>([&](auto done) {
-         DBTableStage::getAllFavoriteStages(s.dbQueue(), done);
-       })) {
+  for (const model::Stage& stage : stored<std::vector<model::Stage>>(
+           [&](auto done) { DBTableStage::getAllFavoriteStages(s.dbQueue(), done); })) {
     storedMap[stage.ID] = DBCacheStageMap::groupHeadOf(stage);
   }
   const auto cachedMap = s.cacheStage().getObjectDictionary().snapshot();

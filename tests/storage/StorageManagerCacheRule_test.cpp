@@ -18,8 +18,8 @@
 
 #include <chrono>
 #include <functional>
-#include <map>
 #include <future>
+#include <map>
 #include <string>
 #include <thread>
 #include <vector>
@@ -54,8 +54,8 @@ class StorageManagerCacheRuleTest : public testing::StorageTest {
         if (observer != seen_.end()) observer->second(context.valueLong(1));
         context.resultNull();
       });
-      for (const auto& [operation, row] : {std::pair{"INSERT", "NEW"}, std::pair{"UPDATE", "NEW"},
-                                           std::pair{"DELETE", "OLD"}}) {
+      for (const auto& [operation, row] :
+           {std::pair{"INSERT", "NEW"}, std::pair{"UPDATE", "NEW"}, std::pair{"DELETE", "OLD"}}) {
         ASSERT_TRUE(db->executeUpdate(std::string("CREATE TEMP TRIGGER observe_") + table + "_" +
                                       operation + " AFTER " + operation + " ON main." + table +
                                       " BEGIN SELECT observed_write('" + table + "', " + row +
@@ -179,7 +179,8 @@ TEST_F(StorageManagerCacheRuleTest, NotificationsGoOffInMemoryFirstAndComeOnOnly
   EXPECT_GE(writes, 3);
 }
 
-TEST_F(StorageManagerCacheRuleTest, PinningAgainMovesTheTournamentOutFirstAndInAtTheEndAfterTheWrite) {
+TEST_F(StorageManagerCacheRuleTest,
+       PinningAgainMovesTheTournamentOutFirstAndInAtTheEndAfterTheWrite) {
   ASSERT_TRUE(storage_->pinUniqueTournament(uniqueTournament(1)).get());
   platform::Clock::setFixed(static_cast<double>(kNow + 1));
   ASSERT_TRUE(storage_->pinUniqueTournament(uniqueTournament(2)).get());
@@ -215,6 +216,19 @@ TEST_F(StorageManagerCacheRuleTest, AStageUpdatedWithoutSomeOfItsPartsStaysCache
   expectCachesAgreeWithStores("after the delete by unique stage");
 }
 
+TEST_F(StorageManagerCacheRuleTest, DeletingAGroupsHeadLeavesItsMembersFavouritesAsTheirRowsAre) {
+  ASSERT_TRUE(storage_->insertStage(stage(30)).get());            // the race weekend
+  ASSERT_TRUE(storage_->insertStage(stage(31, kNow, 30)).get());  // its sessions
+  ASSERT_TRUE(storage_->insertStage(stage(32, kNow, 30)).get());
+  ASSERT_EQ(storage_->getFavoriteStageIDsInGroup(30), (IDSet{30, 31, 32}));
+
+  ASSERT_TRUE(storage_->deleteStage(30).get());
+  EXPECT_FALSE(storage_->isFavoriteStage(30));
+  EXPECT_TRUE(storage_->isFavoriteStage(31) && storage_->isFavoriteStage(32));
+  EXPECT_EQ(storage_->getFavoriteStageIDsInGroup(30), (IDSet{31, 32}));
+  expectCachesAgreeWithStores("after the head went");
+}
+
 TEST_F(StorageManagerCacheRuleTest, AFantasyCompetitionIsCachedAfterItsRowAndUncachedBeforeIt) {
   int writes = 0;
   observeWrites(DBTableFantasyCompetition::kTableName, [&](std::int64_t id) {
@@ -244,9 +258,8 @@ TEST_F(StorageManagerCacheRuleTest, AVoteSavedOrEditedIsInTheCacheBeforeTheStore
 
   std::future<bool> edited;
   holdingTheStore([&] {
-    edited = std::async(std::launch::async, [&] {
-      return storage_->edit(NMEventVoteValue(4), type, 5, true).get();
-    });
+    edited = std::async(std::launch::async,
+                        [&] { return storage_->edit(NMEventVoteValue(4), type, 5, true).get(); });
     EXPECT_TRUE(eventually([&] { return storage_->getVote(5, type) == NMEventVoteValue(4); }));
   });
   ASSERT_EQ(edited.wait_for(kHang), std::future_status::ready);

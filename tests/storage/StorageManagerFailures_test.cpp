@@ -55,8 +55,8 @@ class StorageManagerFailureTest : public testing::StorageTest {
   /// With `storesReadable`, every cache is then compared with its store;
   /// without (the tables are gone), every table-fed cache must be unfilled.
   void everyWriteFails(bool storesReadable = true) {
-    const model::TVChannelSuggestion answer{.channelId = 11, .eventId = 12,
-                                            .startTimestamp = kNow, .approve = false};
+    const model::TVChannelSuggestion answer{
+        .channelId = 11, .eventId = 12, .startTimestamp = kNow, .approve = false};
     StorageManager& s = *storage_;
     const std::vector<std::function<std::future<bool>()>> futures = {
         [&] { return s.insertEvent(event(20), false); },
@@ -64,7 +64,9 @@ class StorageManagerFailureTest : public testing::StorageTest {
         [&] { return s.muteEvent(event(1)); },
         [&] { return s.unmuteEvent(2); },
         [&] { return s.deleteEvent(1); },
-        [&] { return s.deleteEvents({1, 2}); },
+        [&] {
+          return s.deleteEvents({1, 2});
+        },
         [&] { return s.insertStage(stage(22)); },
         [&] { return s.insertMutedStage(stage(23)); },
         [&] { return s.unmuteStage(5); },
@@ -119,9 +121,9 @@ class StorageManagerFailureTest : public testing::StorageTest {
     SCOPED_TRACE(step);
     // A failed read is never taken for "nothing stored": no table-fed cache
     // holds a set it did not read.
-    for (const char* name : {"DBCacheEvent", "DBCacheMutedEvent", "DBCacheTeam",
-                             "DBCacheTeamNotifications", "DBCachePlayer", "DBCacheTournament",
-                             "DBCacheFantasyCompetition"}) {
+    for (const char* name :
+         {"DBCacheEvent", "DBCacheMutedEvent", "DBCacheTeam", "DBCacheTeamNotifications",
+          "DBCachePlayer", "DBCacheTournament", "DBCacheFantasyCompetition"}) {
       EXPECT_FALSE(cache(name).IDs().has_value()) << name;
     }
   }

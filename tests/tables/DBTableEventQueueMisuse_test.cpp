@@ -25,15 +25,16 @@ TEST_F(DBTableEventQueueMisuseDeathTest, TableOperationsFromInsideTheQueueStopTh
   ASSERT_TRUE(insertFavorite(event(1)));
   const auto queue = queue_;
   // A write from inside a read's completion.
-  EXPECT_DEATH(
-      DBTableEvent::getEvent(
-          1, queue, [&](ReadResult<std::optional<Event>>) { DBTableEvent::muteEvent(event(1), queue); }),
-      kWriteInside);
+  EXPECT_DEATH(DBTableEvent::getEvent(1, queue,
+                                      [&](ReadResult<std::optional<Event>>) {
+                                        DBTableEvent::muteEvent(event(1), queue);
+                                      }),
+               kWriteInside);
   // A read from inside a write's completion.
-  EXPECT_DEATH(
-      DBTableEvent::insertEvent(event(2), false, queue,
-                                [&](bool) { DBTableEvent::getAllEventIDs(queue, [](ReadResult<IDSet>) {}); }),
-      "inDatabase: was called reentrantly on the same queue.*completion");
+  EXPECT_DEATH(DBTableEvent::insertEvent(
+                   event(2), false, queue,
+                   [&](bool) { DBTableEvent::getAllEventIDs(queue, [](ReadResult<IDSet>) {}); }),
+               "inDatabase: was called reentrantly on the same queue.*completion");
   // Table operations from inside the transaction and savepoint forms.
   EXPECT_DEATH(queue->inDeferredTransaction(
                    [&](FMDatabase*, bool*) { DBTableEvent::deleteEvent(1, queue); }),

@@ -36,7 +36,9 @@ struct FollowedTable {
 };
 
 // Test names and messages show the table's name, not the struct's bytes.
-void PrintTo(const FollowedTable& table, std::ostream* out) { *out << table.name; }
+void PrintTo(const FollowedTable& table, std::ostream* out) {
+  *out << table.name;
+}
 
 const FollowedTable kTables[] = {
     {"MyTeamTable",

@@ -2,8 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <optional>
 #include <limits>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
