@@ -57,7 +57,9 @@ std::optional<std::string> inStartTransaction(
     failure = work(*db);
     if (!db->commit()) {
       const std::string reason = db->lastErrorMessage();
-      db->rollback();
+      // Rolled back (unless SQLite already ended it), never left open for
+      // the statements that come after the start.
+      if (db->hasOpenTransaction()) db->rollback();
       if (!failure) failure = "the start transaction could not commit: " + reason;
     }
   });
