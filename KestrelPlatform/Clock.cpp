@@ -33,14 +33,15 @@ double Clock::now() {
     std::lock_guard lock(gSourceMutex);
     if (gSource) {
       const double time = gSource();
-      if (std::isfinite(time)) return time;
+      if (isRepresentable(time)) return time;
       // A NaN or infinite "now" written into a statement makes every
-      // time-based query fail from then on; the real clock answers instead.
+      // time-based query fail from then on, and one beyond the 64-bit range
+      // cannot be converted to whole seconds; the real clock answers instead.
       if (!gSourceFailureLogged) {
         gSourceFailureLogged = true;
-        log("Clock: the time source gave %f, which is not a finite time; the system clock "
-            "is used instead",
-            time);
+        log("Clock: the time source gave %g, which is not a time between %.0f and %.0f; the "
+            "system clock is used instead",
+            time, kEarliest, kLatest);
       }
     }
   }
@@ -55,13 +56,15 @@ void Clock::setSource(Source source) {
   gHasSource.store(static_cast<bool>(gSource), std::memory_order_release);
 }
 
-void Clock::setFixed(double secondsSince1970) {
-  if (!std::isfinite(secondsSince1970)) {
-    log("Clock: a fixed time of %f is not a finite time and was ignored", secondsSince1970);
-    return;
+bool Clock::setFixed(double secondsSince1970) {
+  if (!isRepresentable(secondsSince1970)) {
+    log("Clock: a fixed time of %g is not a time between %.0f and %.0f and was ignored",
+        secondsSince1970, kEarliest, kLatest);
+    return false;
   }
   gFixed.store(secondsSince1970, std::memory_order_relaxed);
   gFixedActive.store(true, std::memory_order_release);
+  return true;
 }
 
 void Clock::reset() {

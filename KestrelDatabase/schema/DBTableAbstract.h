@@ -17,41 +17,54 @@
 // updateRows(); the two behave identically and exist so that callers say
 // which kind of statement they run.
 //
-// ---- Writes: faithful values or a clear refusal ----------------------------
+// ---- Writes: every value stored exactly as given ----------------------------
 //
 // The SQL builder writes values into the statement text as double-quoted
-// words and escapes nothing, and SQLite reads a double-quoted word as a
-// column when the table has a column of that name. So every write of every
-// table class whose statement holds a value from outside the code (a model
-// field, an ID, a name the server sent) goes through the checked path here,
-// which checks each value before the builder or the format sees it:
+// words, and SQLite reads such a word as the text only while no column of
+// that name is in scope and the word holds no double quote or NUL. So every
+// write of every table class whose statement holds a value from outside the
+// code (a model field, an ID, a name the server sent) goes through the
+// checked path here, which writes each value in a form SQLite can read only
+// as that value:
 //
-//   - A text that holds a double quote (") or a NUL character is refused.
-//   - In an UPDATE's SET list and in any condition, a text that equals one of
-//     the table's column names, or "rowid", "oid" or "_rowid_", without
-//     regard to ASCII case, is refused too. (In an INSERT's VALUES list no
-//     column is in scope, so there such a text is stored as it is.)
-//   - Integers and finite doubles always pass. A non-finite double, a blob
-//     or a date has no faithful form as a word and is refused.
-//   - The null marker passes where the builder leaves it out (a column/value
-//     map) and is written as NULL in a bare number of a formatted statement;
-//     as a condition's value, or between quotes, it is refused.
-//   - In a value between single quotes (a formatted statement's '%@'), a
-//     single quote or NUL is refused instead of a double quote; names there
-//     are plain text.
-//   - The names the code supplies are checked too: a map's keys and a
-//     condition's columns must be columns of the table, operators one of
+//   - A text keeps the double-quoted word wherever SQLite reads the word as
+//     the text. Where it would not (the text holds a double quote or a NUL,
+//     or in an UPDATE's SET list or a condition it equals one of the table's
+//     column names, or "rowid", "oid" or "_rowid_", in any ASCII case), it is
+//     written as a literal instead: between single quotes with every single
+//     quote doubled, or, when it holds a NUL, as CAST(X'<its bytes>' AS TEXT).
+//     In an INSERT's VALUES list no column is in scope, so a column's name
+//     stays a word there.
+//   - Integers and finite doubles keep their word ("42", "1.5"); an infinite
+//     double is written as a literal SQLite reads as infinite (9e999), a blob
+//     as X'<its bytes>'.
+//   - A formatted statement's bare number is written as it is (the null
+//     marker as NULL, a text as a literal); a value between single quotes
+//     ('%@') as '<value>', or as the CAST form when it holds a NUL.
+//
+// So a stage whose flag is "id", a team called Club "Atletico", a text with
+// NUL bytes, invalid UTF-8 or a megabyte of characters all read back byte
+// for byte, from every write path of every table.
+//
+// Refused, with one log line "ERROR: write to <table> refused: the value of
+// <column> <reason>" (the value itself is never logged), no SQL, no row
+// changed and a false completion, are only:
+//   - a single quote in a value between single quotes: those two statements
+//     (the scheduled channels' deletes by country code) keep their text, on
+//     which such a value fails;
+//   - NaN, which SQLite cannot hold (it would store NULL), and a date, which
+//     has no one faithful form in a statement;
+//   - the null marker as a condition's value or between quotes (a map leaves
+//     it out instead, a bare number writes NULL);
+//   - names the code supplies that are not what they claim: a map's keys and
+//     a condition's columns must be columns of the table, operators one of
 //     = == <> != < <= > >= IS, IS NOT, LIKE, GLOB, conjunctions AND or OR,
 //     and a formatted statement's names plain identifiers (letters, digits,
 //     "_", with "." between parts).
-//
-// A refused write logs one line, "ERROR: write to <table> refused: the value
-// of <column> <reason>" (the value itself is never logged), runs no SQL,
-// changes no row, and reports false. Anything else is written exactly: read
-// back, a text in a TEXT column has the same bytes (invalid UTF-8 and 1 MB
-// texts included) and a number the same value. (A column's type still
-// applies as SQLite applies it: an INTEGER column keeps a text that reads as
-// a number as that number.)
+// A value SQLite itself cannot take (a text beyond its length limit) makes
+// the statement fail when it runs: logged by the connection, reported false.
+// A column's type still applies as SQLite applies it: an INTEGER column keeps
+// a text that reads as a number as that number.
 //
 // The path in three steps, for the next table class:
 //   1. Keep the table's names once (TableColumns.h):

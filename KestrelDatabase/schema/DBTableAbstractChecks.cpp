@@ -1,6 +1,9 @@
-// The checks of the table base's write path: every value, name, operator and
-// conjunction of a statement is checked before the builder or the format
-// writes it, and a refusal is logged once, naming the table and the column.
+// The checks of the table base's write path: every name, operator and
+// conjunction of a statement is checked, and every value is written so that
+// SQLite reads exactly that value: as the double-quoted word of the builder
+// wherever SQLite reads that word as the text, and as an escaped literal
+// where it would read something else. The few values nothing can write are
+// refused, and the refusal is logged once, naming the table and the column.
 #include <KestrelDatabase/schema/DBTableAbstract.h>
 
 #include <KestrelPlatform/Log.h>
@@ -19,36 +22,141 @@ enum class Place {
   Bare,          // a number written as it is
 };
 
-// Why `value` has no faithful form at `place`, or nullptr when it has one.
-// The null marker is the caller's business (left out of maps, NULL when bare).
-const char* refusalReason(const TableColumns& table, const Value& value, Place place) {
+Place placeOf(NewSQLBuilder::ValuePlace place) {
+  return place == NewSQLBuilder::ValuePlace::Values ? Place::Values : Place::Operand;
+}
+
+// Why `value` cannot be written at `place` so that SQLite reads exactly it,
+// or nullptr when it can. The null marker is the caller's business (left out
+// of maps, NULL when bare).
+const char* refusalReason(const Value& value, Place place) {
   switch (value.type()) {
     case Value::Type::Null:
       return place == Place::Bare ? nullptr : "is the null marker, which has no quoted form";
     case Value::Type::Integer:
+    case Value::Type::Blob:
       return nullptr;
     case Value::Type::Double:
-      return std::isfinite(*value.real()) ? nullptr : "is not a finite number";
-    case Value::Type::Text: {
-      const std::string& text = *value.text();
-      if (place == Place::Bare) return "is text where a number belongs";
-      if (place == Place::SingleQuoted) {
-        if (text.find('\'') != std::string::npos) return "holds a single quote";
-      } else if (text.find('"') != std::string::npos) {
-        return "holds a double quote";
-      }
-      if (text.find('\0') != std::string::npos) return "holds a NUL character";
-      if (place == Place::Operand && table.isColumnReference(text)) {
-        return "is the name of a column, which SQLite would read instead of the text";
+      return std::isnan(*value.real()) ? "is not a number, which SQLite cannot hold" : nullptr;
+    case Value::Type::Text:
+      // The statements that keep their values between single quotes fail on
+      // such a value, as they always have; they are refused before they run.
+      if (place == Place::SingleQuoted && value.text()->find('\'') != std::string::npos) {
+        return "holds a single quote";
       }
       return nullptr;
-    }
-    case Value::Type::Blob:
-      return "is a blob, which has no faithful form as a word";
     case Value::Type::Date:
-      return "is a date, which has no faithful form as a word";
+      return "is a date, which has no one faithful form in a statement";
   }
   return "has an unknown type";
+}
+
+void appendHex(std::string& out, const std::uint8_t* bytes, std::size_t size) {
+  static constexpr char kHex[] = "0123456789ABCDEF";
+  out.reserve(out.size() + 2 * size + 16);
+  for (std::size_t i = 0; i < size; ++i) {
+    out += kHex[bytes[i] >> 4];
+    out += kHex[bytes[i] & 0xF];
+  }
+}
+
+// A text as a literal SQLite reads as exactly these bytes: between single
+// quotes with each single quote doubled, or, when it holds a NUL (which ends
+// the statement text for SQLite's reader), as its bytes cast to text.
+void appendTextLiteral(std::string& out, std::string_view text) {
+  if (text.find('\0') != std::string_view::npos) {
+    out += "CAST(X'";
+    appendHex(out, reinterpret_cast<const std::uint8_t*>(text.data()), text.size());
+    out += "' AS TEXT)";
+    return;
+  }
+  out.reserve(out.size() + text.size() + 2);
+  out += '\'';
+  for (const char c : text) {
+    if (c == '\'') out += '\'';
+    out += c;
+  }
+  out += '\'';
+}
+
+// A number's text: integers in decimal, finite doubles with the fewest digits
+// that read back exactly, infinities as a literal SQLite reads as infinite.
+void appendNumberText(std::string& out, const Value& value) {
+  if (const std::int64_t* integer = value.integer()) {
+    char digits[24];
+    out.append(digits, std::to_chars(digits, digits + sizeof digits, *integer).ptr);
+  } else if (std::isinf(*value.real())) {
+    out += *value.real() > 0 ? "9e999" : "-9e999";
+  } else {
+    out += value.description();
+  }
+}
+
+// Whether SQLite reads the double-quoted word of `text` at `place` as that
+// text: a double quote or NUL would end the word early, and in a SET list or
+// a condition a word naming a column (or a row id alias) reads that column.
+bool readsAsQuotedWord(const TableColumns& table, std::string_view text, Place place) {
+  if (text.find_first_of(std::string_view("\"\0", 2)) != std::string_view::npos) return false;
+  return place != Place::Operand || !table.isColumnReference(text);
+}
+
+// Appends a value that passed refusalReason() at `place`.
+void appendValue(std::string& out, const TableColumns& table, const Value& value, Place place) {
+  if (value.isNull()) {
+    out += "NULL";
+    return;
+  }
+  if (const Value::Blob* blob = value.blob()) {
+    out += "X'";
+    appendHex(out, blob->data(), blob->size());
+    out += '\'';
+    return;
+  }
+  const std::string* text = value.text();
+  const bool infinite = value.real() && std::isinf(*value.real());
+  switch (place) {
+    case Place::Values:
+    case Place::Operand:
+      if (text && !readsAsQuotedWord(table, *text, place)) {
+        appendTextLiteral(out, *text);
+      } else if (infinite) {
+        appendNumberText(out, value);
+      } else {
+        out += '"';
+        if (text) {
+          out += *text;
+        } else {
+          appendNumberText(out, value);
+        }
+        out += '"';
+      }
+      return;
+    case Place::SingleQuoted:
+      if (text) {
+        appendTextLiteral(out, *text);  // no single quote: refused before
+      } else if (infinite) {
+        appendNumberText(out, value);
+      } else {
+        out += '\'';
+        appendNumberText(out, value);
+        out += '\'';
+      }
+      return;
+    case Place::Bare:
+      if (text) {
+        appendTextLiteral(out, *text);
+      } else {
+        appendNumberText(out, value);
+      }
+      return;
+  }
+}
+
+// The builder's value writer for the table's statements.
+auto faithfulWriter(const TableColumns& table) {
+  return [&table](std::string& sql, const Value& value, NewSQLBuilder::ValuePlace place) {
+    appendValue(sql, table, value, placeOf(place));
+  };
 }
 
 void logRefusal(const TableColumns& table, std::string_view column, const char* reason) {
@@ -107,7 +215,7 @@ bool checkMap(const TableColumns& table, const ColumnValueMap& columnsAndValues,
       return false;
     }
     if (value.isNull()) continue;
-    if (const char* reason = refusalReason(table, value, place)) {
+    if (const char* reason = refusalReason(value, place)) {
       logRefusal(table, column, reason);
       return false;
     }
@@ -136,7 +244,7 @@ bool checkConditions(const TableColumns& table, const std::optional<ConditionLis
         }
         break;
       case 2:
-        if (const char* reason = refusalReason(table, element, Place::Operand)) {
+        if (const char* reason = refusalReason(element, Place::Operand)) {
           logRefusal(table, *(*list)[i - 2].text(), reason);
           return false;
         }
@@ -150,19 +258,6 @@ bool checkConditions(const TableColumns& table, const std::optional<ConditionLis
     }
   }
   return true;
-}
-
-// A checked value's text form: integers in decimal, doubles as the builder
-// writes them, text as it is.
-void appendValueText(std::string& out, const Value& value) {
-  if (const std::int64_t* integer = value.integer()) {
-    char digits[24];
-    out.append(digits, std::to_chars(digits, digits + sizeof digits, *integer).ptr);
-  } else if (const std::string* text = value.text()) {
-    out += *text;
-  } else {
-    out += value.description();
-  }
 }
 
 // Appends one piece of a formatted statement, or logs why it cannot be.
@@ -192,24 +287,13 @@ bool appendPiece(std::string& out, const TableColumns& table,
   }
   bool first = true;
   for (const Value& value : piece.values()) {
-    if (const char* reason = refusalReason(table, value, place)) {
+    if (const char* reason = refusalReason(value, place)) {
       logRefusal(table, piece.column(), reason);
       return false;
     }
     if (!first) out += ", ";
     first = false;
-    if (place == Place::Bare) {
-      if (value.isNull()) {
-        out += "NULL";
-      } else {
-        appendValueText(out, value);
-      }
-      continue;
-    }
-    const char quote = place == Place::SingleQuoted ? '\'' : '"';
-    out += quote;
-    appendValueText(out, value);
-    out += quote;
+    appendValue(out, table, value, place);
   }
   return true;
 }
@@ -229,16 +313,17 @@ std::size_t placeholderCount(std::string_view format) {
 std::optional<DBTableAbstract::CheckedStatement> DBTableAbstract::checkedInsert(
     const TableColumns& table, const ColumnValueMap& columnsAndValues) {
   if (!checkMap(table, columnsAndValues, Place::Values)) return std::nullopt;
-  return CheckedStatement(*NewSQLBuilder::insertInTable(table.tableName(), columnsAndValues),
-                          /*needsNewRow=*/true);
+  return CheckedStatement(
+      NewSQLBuilder::insertInTable(table.tableName(), columnsAndValues, faithfulWriter(table)),
+      /*needsNewRow=*/true);
 }
 
 std::optional<DBTableAbstract::CheckedStatement> DBTableAbstract::checkedInsertOrReplace(
     const TableColumns& table, const ColumnValueMap& columnsAndValues) {
   if (!checkMap(table, columnsAndValues, Place::Values)) return std::nullopt;
-  return CheckedStatement(
-      *NewSQLBuilder::insertOrReplaceInTable(table.tableName(), columnsAndValues),
-      /*needsNewRow=*/false);
+  return CheckedStatement(NewSQLBuilder::insertOrReplaceInTable(table.tableName(), columnsAndValues,
+                                                                faithfulWriter(table)),
+                          /*needsNewRow=*/false);
 }
 
 std::optional<DBTableAbstract::CheckedStatement> DBTableAbstract::checkedUpdate(
@@ -249,7 +334,7 @@ std::optional<DBTableAbstract::CheckedStatement> DBTableAbstract::checkedUpdate(
     return std::nullopt;
   }
   auto sql = NewSQLBuilder::updateTable(table.tableName(), columnsAndValues,
-                                        columnsOperatorsValuesConjunction);
+                                        columnsOperatorsValuesConjunction, faithfulWriter(table));
   if (!sql) return std::nullopt;
   return CheckedStatement(std::move(*sql), /*needsNewRow=*/false);
 }
@@ -258,7 +343,8 @@ std::optional<DBTableAbstract::CheckedStatement> DBTableAbstract::checkedDelete(
     const TableColumns& table,
     const std::optional<ConditionList>& columnsOperatorsValuesConjunction) {
   if (!checkConditions(table, columnsOperatorsValuesConjunction)) return std::nullopt;
-  auto sql = NewSQLBuilder::deleteFromTable(table.tableName(), columnsOperatorsValuesConjunction);
+  auto sql = NewSQLBuilder::deleteFromTable(table.tableName(), columnsOperatorsValuesConjunction,
+                                            faithfulWriter(table));
   if (!sql) return std::nullopt;
   return CheckedStatement(std::move(*sql), /*needsNewRow=*/false);
 }

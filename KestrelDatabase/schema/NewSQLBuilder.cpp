@@ -16,14 +16,6 @@ const ConditionList* listOrNull(const std::optional<ConditionList>& list) {
   return list ? &*list : nullptr;
 }
 
-void appendWhere(std::string& sql, const ConditionList* list) {
-  if (list) {
-    sql += " WHERE ";
-    sql += NewSQLBuilder::buildColumnsOperatorsValuesConjuntionString(*list);
-  }
-  sql += ";";
-}
-
 // Appends the value's text form between double quotes, without the
 // temporaries of getStringInQuotes (integers and texts are the common case of
 // a whole row written in one statement).
@@ -40,8 +32,39 @@ void appendQuoted(std::string& sql, const Value& value) {
   sql += '"';
 }
 
+// The builder's own value form: the double-quoted word, wherever it stands.
+constexpr auto writeQuoted = [](std::string& sql, const Value& value, NewSQLBuilder::ValuePlace) {
+  appendQuoted(sql, value);
+};
+
+void appendConditions(std::string& sql, const ConditionList& list,
+                      NewSQLBuilder::ValueWriter writeValue) {
+  for (size_t i = 0; i < list.size(); ++i) {
+    const Value& element = list[i];
+    if (i % 4 == 2) {
+      writeValue(sql, element, NewSQLBuilder::ValuePlace::Operand);
+    } else if (i % 2 == 0) {
+      appendQuoted(sql, element);  // a column
+    } else {
+      sql += ' ';
+      sql += element.description();
+      sql += ' ';
+    }
+  }
+}
+
+void appendWhere(std::string& sql, const ConditionList* list,
+                 NewSQLBuilder::ValueWriter writeValue) {
+  if (list) {
+    sql += " WHERE ";
+    appendConditions(sql, *list, writeValue);
+  }
+  sql += ";";
+}
+
 std::string insertStatement(std::string_view verb, std::string_view tableName,
-                            const ColumnValueMap& columnsAndValues) {
+                            const ColumnValueMap& columnsAndValues,
+                            NewSQLBuilder::ValueWriter writeValue) {
   std::string sql(verb);
   sql += tableName;
   sql += " ( ";
@@ -59,7 +82,7 @@ std::string insertStatement(std::string_view verb, std::string_view tableName,
     sql += '"';
     sql += column;
     sql += '"';
-    appendQuoted(values, value);
+    writeValue(values, value, NewSQLBuilder::ValuePlace::Values);
   }
   sql += " ) VALUES ";
   sql += values;
@@ -70,13 +93,14 @@ std::string insertStatement(std::string_view verb, std::string_view tableName,
 // Shared by the select-all and delete forms, which differ in head and message.
 std::optional<std::string> statementWithConditions(std::string head, std::string_view tableName,
                                                    const ConditionList* list,
-                                                   const char* errorMessage) {
+                                                   const char* errorMessage,
+                                                   NewSQLBuilder::ValueWriter writeValue) {
   if (!isValidList(list)) {
     platform::log("%s", errorMessage);
     return std::nullopt;
   }
   head += tableName;
-  appendWhere(head, list);
+  appendWhere(head, list, writeValue);
   return head;
 }
 
@@ -121,7 +145,13 @@ std::string NewSQLBuilder::createTableIfNotExist(const NewEntityTable& table) {
 
 std::optional<std::string> NewSQLBuilder::insertOrReplaceInTable(
     std::string_view tableName, const ColumnValueMap& columnsAndValues) {
-  return insertStatement("INSERT OR REPLACE INTO ", tableName, columnsAndValues);
+  return insertStatement("INSERT OR REPLACE INTO ", tableName, columnsAndValues, writeQuoted);
+}
+
+std::string NewSQLBuilder::insertOrReplaceInTable(std::string_view tableName,
+                                                  const ColumnValueMap& columnsAndValues,
+                                                  ValueWriter writeValue) {
+  return insertStatement("INSERT OR REPLACE INTO ", tableName, columnsAndValues, writeValue);
 }
 
 std::optional<std::string> NewSQLBuilder::insertOrReplaceInTable(
@@ -133,7 +163,13 @@ std::optional<std::string> NewSQLBuilder::insertOrReplaceInTable(
 
 std::optional<std::string> NewSQLBuilder::insertInTable(std::string_view tableName,
                                                         const ColumnValueMap& columnsAndValues) {
-  return insertStatement("INSERT OR IGNORE INTO ", tableName, columnsAndValues);
+  return insertStatement("INSERT OR IGNORE INTO ", tableName, columnsAndValues, writeQuoted);
+}
+
+std::string NewSQLBuilder::insertInTable(std::string_view tableName,
+                                         const ColumnValueMap& columnsAndValues,
+                                         ValueWriter writeValue) {
+  return insertStatement("INSERT OR IGNORE INTO ", tableName, columnsAndValues, writeValue);
 }
 
 std::optional<std::string> NewSQLBuilder::insertInTable(
@@ -146,17 +182,23 @@ std::optional<std::string> NewSQLBuilder::insertInTable(
 std::optional<std::string> NewSQLBuilder::deleteFromTable(
     std::string_view tableName,
     const std::optional<ConditionList>& columnsOperatorsValuesConjunction) {
-  return statementWithConditions("DELETE FROM ", tableName,
-                                 listOrNull(columnsOperatorsValuesConjunction),
-                                 "SQL Builder ERROR: Wrong parameter for delete query.");
+  return deleteFromTable(tableName, columnsOperatorsValuesConjunction, writeQuoted);
+}
+
+std::optional<std::string> NewSQLBuilder::deleteFromTable(
+    std::string_view tableName,
+    const std::optional<ConditionList>& columnsOperatorsValuesConjunction, ValueWriter writeValue) {
+  return statementWithConditions(
+      "DELETE FROM ", tableName, listOrNull(columnsOperatorsValuesConjunction),
+      "SQL Builder ERROR: Wrong parameter for delete query.", writeValue);
 }
 
 std::optional<std::string> NewSQLBuilder::selectAllFromTable(
     std::string_view tableName,
     const std::optional<ConditionList>& columnsOperatorsValuesConjunction) {
-  return statementWithConditions("SELECT * FROM ", tableName,
-                                 listOrNull(columnsOperatorsValuesConjunction),
-                                 "SQL Builder ERROR: Wrong parameter for select all query.");
+  return statementWithConditions(
+      "SELECT * FROM ", tableName, listOrNull(columnsOperatorsValuesConjunction),
+      "SQL Builder ERROR: Wrong parameter for select all query.", writeQuoted);
 }
 
 std::optional<std::string> NewSQLBuilder::selectColumnsFromTable(
@@ -174,13 +216,19 @@ std::optional<std::string> NewSQLBuilder::selectColumnsFromTable(
   }
   sql += " FROM ";
   sql += tableName;
-  appendWhere(sql, list);
+  appendWhere(sql, list, writeQuoted);
   return sql;
 }
 
 std::optional<std::string> NewSQLBuilder::updateTable(
     std::string_view tableName, const ColumnValueMap& columnsAndValues,
     const std::optional<ConditionList>& columnsOperatorsValuesConjunction) {
+  return updateTable(tableName, columnsAndValues, columnsOperatorsValuesConjunction, writeQuoted);
+}
+
+std::optional<std::string> NewSQLBuilder::updateTable(
+    std::string_view tableName, const ColumnValueMap& columnsAndValues,
+    const std::optional<ConditionList>& columnsOperatorsValuesConjunction, ValueWriter writeValue) {
   const ConditionList* list = listOrNull(columnsOperatorsValuesConjunction);
   if (!isValidList(list)) {
     platform::log("%s", kSelectColumnsError);
@@ -196,9 +244,9 @@ std::optional<std::string> NewSQLBuilder::updateTable(
     first = false;
     sql += column;
     sql += " = ";
-    appendQuoted(sql, value);
+    writeValue(sql, value, ValuePlace::Operand);
   }
-  appendWhere(sql, list);
+  appendWhere(sql, list, writeValue);
   return sql;
 }
 
@@ -222,17 +270,14 @@ std::string NewSQLBuilder::getStringInQuotes(const Value& value) {
 
 std::string NewSQLBuilder::buildColumnsOperatorsValuesConjuntionString(
     const ConditionList& columnsOperatorsValuesConjunction) {
+  return buildColumnsOperatorsValuesConjuntionString(columnsOperatorsValuesConjunction,
+                                                     writeQuoted);
+}
+
+std::string NewSQLBuilder::buildColumnsOperatorsValuesConjuntionString(
+    const ConditionList& columnsOperatorsValuesConjunction, ValueWriter writeValue) {
   std::string text;
-  for (size_t i = 0; i < columnsOperatorsValuesConjunction.size(); ++i) {
-    const Value& element = columnsOperatorsValuesConjunction[i];
-    if (i % 2 == 0) {
-      appendQuoted(text, element);
-    } else {
-      text += ' ';
-      text += element.description();
-      text += ' ';
-    }
-  }
+  appendConditions(text, columnsOperatorsValuesConjunction, writeValue);
   return text;
 }
 

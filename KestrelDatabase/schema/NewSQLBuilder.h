@@ -4,6 +4,12 @@
 // is bound and nothing is escaped, so callers pass values without double
 // quotes. A value that is the null marker is left out of a statement entirely.
 //
+// The INSERT, UPDATE and DELETE forms also come with a ValueWriter: the same
+// text, but each value (not the names) is written by the caller's function,
+// which is told where the value stands. The table base's checked writes use
+// it to keep the double-quoted word wherever SQLite reads it as the value and
+// to write an escaped literal where it would not (DBTableAbstract.h).
+//
 // A condition list is flat: column, operator, value, then for each further
 // condition a conjunction, column, operator, value, e.g.
 //   ConditionList{"EVENT_ID", "=", 5, "AND", "CHANNEL_ID", "<>", 3}
@@ -19,6 +25,7 @@
 
 #include <KestrelDatabase/schema/NewEntityTable.h>
 #include <KestrelDatabase/sql/Value.h>
+#include <KestrelPlatform/FunctionRef.h>
 
 #include <optional>
 #include <string>
@@ -35,6 +42,14 @@ class NewSQLBuilder {
  public:
   NewSQLBuilder() = delete;
 
+  /// Where a value stands in a statement: in an INSERT's VALUES list, where
+  /// no column is in scope, or in a SET list or a condition, where SQLite
+  /// reads a double-quoted word that names a column as that column.
+  enum class ValuePlace { Values, Operand };
+  /// Appends one value to the statement text at the given place.
+  using ValueWriter =
+      platform::FunctionRef<void(std::string& sql, const Value& value, ValuePlace place)>;
+
   /// "CREATE TABLE IF NOT EXISTS <name> ( <pk> PRIMARY KEY[ AUTOINCREMENT], <col> <type>...
   /// [, UNIQUE (<col>)...][, FOREIGN KEY (<col> ) REFERENCES <t>(<c>) <options>...] );"
   /// A table without a primary-key column is not supported.
@@ -48,17 +63,29 @@ class NewSQLBuilder {
       const std::optional<std::string>& tableName,
       const std::optional<ColumnValueMap>& columnsAndValues);
 
+  /// The same text with every value written by `writeValue`.
+  static std::string insertOrReplaceInTable(std::string_view tableName,
+                                            const ColumnValueMap& columnsAndValues,
+                                            ValueWriter writeValue);
+
   /// As insertOrReplaceInTable with "INSERT OR IGNORE INTO".
   static std::optional<std::string> insertInTable(std::string_view tableName,
                                                   const ColumnValueMap& columnsAndValues);
   static std::optional<std::string> insertInTable(
       const std::optional<std::string>& tableName,
       const std::optional<ColumnValueMap>& columnsAndValues);
+  static std::string insertInTable(std::string_view tableName,
+                                   const ColumnValueMap& columnsAndValues, ValueWriter writeValue);
 
   /// "DELETE FROM <table>[ WHERE <conditions>];"
   static std::optional<std::string> deleteFromTable(
       std::string_view tableName,
       const std::optional<ConditionList>& columnsOperatorsValuesConjunction);
+  /// The same text with every condition value written by `writeValue`.
+  static std::optional<std::string> deleteFromTable(
+      std::string_view tableName,
+      const std::optional<ConditionList>& columnsOperatorsValuesConjunction,
+      ValueWriter writeValue);
 
   /// "SELECT * FROM <table>[ WHERE <conditions>];"
   static std::optional<std::string> selectAllFromTable(
@@ -79,6 +106,12 @@ class NewSQLBuilder {
   static std::optional<std::string> updateTable(
       std::string_view tableName, const std::optional<ColumnValueMap>& columnsAndValues,
       const std::optional<ConditionList>& columnsOperatorsValuesConjunction);
+  /// The same text with every value (SET list and conditions) written by
+  /// `writeValue`.
+  static std::optional<std::string> updateTable(
+      std::string_view tableName, const ColumnValueMap& columnsAndValues,
+      const std::optional<ConditionList>& columnsOperatorsValuesConjunction,
+      ValueWriter writeValue);
 
   static bool isValidColumnsOperatorsValuesConjunction(
       const std::optional<ConditionList>& columnsOperatorsValuesConjunction);
@@ -90,6 +123,9 @@ class NewSQLBuilder {
   /// an empty list gives "".
   static std::string buildColumnsOperatorsValuesConjuntionString(
       const ConditionList& columnsOperatorsValuesConjunction);
+  /// The same text with every value written by `writeValue` (at Operand).
+  static std::string buildColumnsOperatorsValuesConjuntionString(
+      const ConditionList& columnsOperatorsValuesConjunction, ValueWriter writeValue);
 };
 
 }  // namespace kestrel

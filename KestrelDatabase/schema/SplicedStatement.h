@@ -6,21 +6,24 @@
 //   name(identifier)              a table or column name of the code, as it
 //                                 is ("EventTable_", "ID", "T.ID")
 //   number(column, value)         a number, bare: 42, -1.5 (the null marker
-//                                 as NULL)
+//                                 as NULL; a text as a literal)
 //   numbers(column, values)       numbers joined with ", " (an IN list)
 //   quotedValue(column, value)    a double-quoted word in a VALUES list,
 //                                 where no column is in scope
 //   quotedOperand(column, value)  a double-quoted word in a SET list or a
 //                                 condition, where a word that names a
-//                                 column reads that column
+//                                 column would read that column
 //   singleQuoted(column, value)   a value between single quotes
 //
 // A statement is only text to be checked: DBTableAbstract::checkedStatement()
-// checks every piece against the rules of the table base (see
-// DBTableAbstract.h) and writes the text, or refuses it. `column` names the
-// column the value belongs to; it is what a refusal logs (never the value).
-// Everything else in the format (keywords, numbers the code formatted itself)
-// is written as it is.
+// writes every piece by the rules of the table base (see DBTableAbstract.h):
+// a value keeps the form above wherever SQLite reads that form as the value,
+// and becomes an escaped literal where it would not (a double-quoted word
+// holding a double quote, or naming a column as an operand). It refuses the
+// few values those rules refuse, and names that are not plain identifiers.
+// `column` names the column the value belongs to; it is what a refusal logs
+// (never the value). Everything else in the format (keywords, numbers the
+// code formatted itself) is written as it is.
 //
 //   SplicedStatement("UPDATE %@ SET %@ = 1 WHERE %@ = %@",
 //                    {SplicedStatement::name("VoteTable"), SplicedStatement::name("POST_FLAG"),

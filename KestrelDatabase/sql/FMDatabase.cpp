@@ -286,7 +286,14 @@ void FMDatabase::interrupt() {
 void FMDatabase::reportError(int code, const char* message, std::string_view sql, bool mayStop) {
   if (logsErrors_) {
     platform::log("DB Error: %d \"%s\"", code, message);
-    platform::log("DB Query: %.*s", static_cast<int>(sql.size()), sql.data());
+    // A huge statement (a long text written into it) is logged by its start.
+    constexpr std::size_t kLongestLoggedQuery = 64 * 1024;
+    if (sql.size() <= kLongestLoggedQuery) {
+      platform::log("DB Query: %.*s", static_cast<int>(sql.size()), sql.data());
+    } else {
+      platform::log("DB Query: %.*s... (%zu bytes)", static_cast<int>(kLongestLoggedQuery),
+                    sql.data(), sql.size());
+    }
     platform::log("DB Path: %s", pathForLog().c_str());
   }
   if (mayStop && crashOnErrors_) {

@@ -6,12 +6,17 @@
 // Arguments bind by position ("?") from the variadic or array forms, by name
 // (":key") from the dictionary forms; each argument converts to a Value as
 // Value.h describes. A date binds as text through the connection's date
-// formatter when one is installed, otherwise as seconds since 1970.
+// formatter when one is installed, otherwise as seconds since 1970. A text
+// or blob binds with every byte (NUL and invalid UTF-8 included); a value
+// SQLite cannot take (beyond its length limit, a parameter it does not have)
+// makes the statement fail, logged as "Error: unable to bind (<code>,
+// <message>", never a NULL in its place.
 //
 // Failures are returned as false, nullptr or an absent value, with log lines:
 // a statement that fails to prepare logs three lines ("DB Error: <code>
 // "<message>"", "DB Query: <sql>", "DB Path: <path>") when logsErrors is set
-// (the default). crashOnErrors turns preparation errors, "not open" and "in
+// (the default); a statement text beyond 64 KiB is logged by its first
+// 64 KiB and its length. crashOnErrors turns preparation errors, "not open" and "in
 // use" into a stop of the process. Nothing throws.
 //
 // Every open switches on double-quoted string literals for DML and DDL, so

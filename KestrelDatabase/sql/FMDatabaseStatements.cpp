@@ -4,6 +4,7 @@
 #include <KestrelPlatform/Log.h>
 
 #include <cstring>
+#include <limits>
 
 namespace kestrel {
 namespace {
@@ -176,6 +177,14 @@ std::shared_ptr<FMStatement> FMDatabase::obtainStatement(std::string_view sql, F
     }
   }
 
+  // SQLite takes the text's length as an int: a longer text would be read
+  // up to some NUL instead. Nothing that long is a statement SQLite takes.
+  if (sql.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
+    const char* message = sqlite3_errstr(SQLITE_TOOBIG);
+    if (error != nullptr) *error = FMError{FMError::kDomain, SQLITE_TOOBIG, message};
+    reportError(SQLITE_TOOBIG, message, sql, true);
+    return nullptr;
+  }
   sqlite3_stmt* handle = nullptr;
   const int rc =
       sqlite3_prepare_v2(db_.get(), sql.data(), static_cast<int>(sql.size()), &handle, nullptr);
@@ -201,6 +210,18 @@ void FMDatabase::giveBack(const std::shared_ptr<FMStatement>& statement) {
   statement->reset();
 }
 
+namespace {
+
+// Every byte of the text, NUL and invalid UTF-8 included; a text beyond
+// SQLite's length limit fails with SQLITE_TOOBIG (never bound as NULL).
+int bindText(sqlite3_stmt* statement, int index, std::string_view text) {
+  return sqlite3_bind_text64(statement, index, text.data(),
+                             static_cast<sqlite3_uint64>(text.size()), SQLITE_TRANSIENT,
+                             SQLITE_UTF8);
+}
+
+}  // namespace
+
 int FMDatabase::bindObject(const Value& value, int index, sqlite3_stmt* statement) {
   switch (value.type()) {
     case Value::Type::Null:
@@ -209,23 +230,20 @@ int FMDatabase::bindObject(const Value& value, int index, sqlite3_stmt* statemen
       return sqlite3_bind_int64(statement, index, *value.integer());
     case Value::Type::Double:
       return sqlite3_bind_double(statement, index, *value.real());
-    case Value::Type::Text: {
-      const std::string& text = *value.text();
-      return sqlite3_bind_text(statement, index, text.c_str(), static_cast<int>(text.size()),
-                               SQLITE_TRANSIENT);
-    }
+    case Value::Type::Text:
+      return bindText(statement, index, *value.text());
     case Value::Type::Blob: {
       // SQLite binds NULL for a null pointer; an empty blob must stay a blob.
+      // The 64-bit form takes any length: beyond SQLite's limit it fails with
+      // SQLITE_TOOBIG instead of binding a cut or negative length.
       static const std::uint8_t kEmpty = 0;
       const Value::Blob& blob = *value.blob();
-      return sqlite3_bind_blob(statement, index, blob.empty() ? &kEmpty : blob.data(),
-                               static_cast<int>(blob.size()), SQLITE_TRANSIENT);
+      return sqlite3_bind_blob64(statement, index, blob.empty() ? &kEmpty : blob.data(),
+                                 static_cast<sqlite3_uint64>(blob.size()), SQLITE_TRANSIENT);
     }
     case Value::Type::Date: {
       if (dateFormat_) {
-        const std::string text = dateFormat_->stringFromDate(*value.date());
-        return sqlite3_bind_text(statement, index, text.c_str(), static_cast<int>(text.size()),
-                                 SQLITE_TRANSIENT);
+        return bindText(statement, index, dateFormat_->stringFromDate(*value.date()));
       }
       return sqlite3_bind_double(statement, index, value.toDouble());
     }

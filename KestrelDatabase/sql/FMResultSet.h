@@ -90,7 +90,9 @@ class FMResultSet {
   bool boolForColumn(std::string_view columnName) const;
   bool boolForColumnIndex(int columnIdx) const;
 
-  /// Text, or absent for NULL or an index out of range.
+  /// Text with every byte the column holds (a NUL inside and invalid UTF-8
+  /// included), or absent for NULL or an index out of range. A value SQLite
+  /// could not hand out as text (out of memory) is logged and absent.
   std::optional<std::string> stringForColumn(std::string_view columnName) const;
   std::optional<std::string> stringForColumnIndex(int columnIdx) const;
   /// The text in place (no copy), valid until the next step or close; absent

@@ -349,10 +349,9 @@ class DBTableEvent : public DBTableAbstract {
   // std::nullopt when the read failed); an empty read completion makes the
   // operation do nothing.
   //
-  // Writes go through the table base's checked path: a value that cannot be
-  // written faithfully (a text with a double quote or NUL, or in an update a
-  // text that names a column) is refused with one log line and false, and
-  // nothing is written.
+  // Writes go through the table base's checked path, which stores every value
+  // exactly as given (a text with a double quote or NUL, or in an update a
+  // text that names a column, is written as an escaped literal).
 
   /// The event, no event (no such row), or std::nullopt (the read failed).
   using EventCompletion = std::function<void(ReadResult<std::optional<model::Event>> event)>;

@@ -86,9 +86,9 @@ class DBTableFollowedAbstract : public DBTableAbstract {
   /// One INSERT of every column of the map (and of `expressions`) that, when
   /// a row with the same ID exists, updates that row in place instead: "...
   /// ON CONFLICT(ID) DO UPDATE SET\n" followed by every mapped column but ID,
-  /// each set to its new value. Values pass the table base's checks (a text
-  /// is refused when it holds a double quote or NUL); the null marker is
-  /// written as NULL. A map with a key that is not a column is refused.
+  /// each set to its new value. Values are written by the table base's rules
+  /// (every text stored exactly as given); the null marker is written as
+  /// NULL. A map with a key that is not a column is refused.
   static std::optional<CheckedStatement> checkedUpsert(
       const TableColumns& table, const ColumnValueMap& columnsAndValues,
       const std::vector<InsertedExpression>& expressions = {});

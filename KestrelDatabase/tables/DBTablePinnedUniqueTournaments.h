@@ -69,9 +69,8 @@ class DBTablePinnedUniqueTournaments : public DBTableAbstract {
   /// Pins the tournament: replaces any row with its ID by the nine columns of
   /// the tournament, its category and the category's sport, stamped with the
   /// current time. Values the tournament lacks are stored as NULL, except the
-  /// category's priority, which is 0 without a category. A text that cannot
-  /// be stored faithfully (a double quote or NUL) is refused: false, nothing
-  /// written.
+  /// category's priority, which is 0 without a category. Every text is
+  /// stored exactly as given.
   static void saveUniqueTournament(const model::UniqueTournament& uniqueTournament,
                                    const std::shared_ptr<FMDatabaseQueue>& queue,
                                    const BoolCompletion& completion = {});

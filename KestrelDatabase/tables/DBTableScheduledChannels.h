@@ -6,8 +6,9 @@
 // The two deletes write their values between single quotes, as they always
 // have ("... WHERE COUNTRY_CODE = 'DE';"); a channel ID in quotes still
 // matches the INTEGER column through SQLite's type affinity. A value holding
-// a single quote (or NUL) cannot be written so: the delete is refused with
-// one log line and reports false, and nothing is deleted.
+// a single quote fails such a statement: the delete is refused with one log
+// line and reports false, and nothing is deleted. (A NUL, which the quotes
+// cannot hold, is written as CAST(X'..' AS TEXT) and matches exactly.)
 //
 // Completions: a null queue means no work and no completion call. A save
 // without a value writes nothing and calls no completion. Otherwise a given

@@ -20,9 +20,9 @@
 // do nothing. IDs are read as 64-bit integers. Every "now" is
 // platform::Clock::now(), written into statements with "%f".
 //
-// Writes go through the table base's checked path: a value that cannot be
-// written faithfully (a text with a double quote or NUL, or in an update a
-// text that names a column) is refused with one log line and false.
+// Writes go through the table base's checked path, which stores every value
+// exactly as given (a text with a double quote or NUL, or in an update a
+// text that names a column, is written as an escaped literal).
 //
 // Thread-safety: all operations are static. The schema hooks, the mapping and
 // the statement texts are pure and may be called from any thread. The row

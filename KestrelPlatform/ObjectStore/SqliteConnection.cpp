@@ -2,6 +2,8 @@
 
 #include <sqlite3.h>
 
+#include <limits>
+
 namespace kestrel::platform {
 namespace {
 
@@ -75,7 +77,10 @@ std::optional<StoreError> SqliteConnection::run(const std::string& sql,
   std::optional<StoreError> error;
   sqlite3_stmt* prepared = statement(sql, error);
   if (prepared == nullptr) return error;
-  bind(prepared, parameters);
+  if ((error = bind(prepared, parameters, sql))) {
+    sqlite3_clear_bindings(prepared);  // a cached statement keeps no large copy
+    return error;
+  }
   int rc = SQLITE_ROW;
   while (rc == SQLITE_ROW) rc = sqlite3_step(prepared);
   if (rc != SQLITE_DONE) {
@@ -98,6 +103,15 @@ sqlite3_stmt* SqliteConnection::statement(const std::string& sql, std::optional<
     return it->second.get();
   }
   sqlite3_stmt* prepared = nullptr;
+  // SQLite takes the length as an int; a longer text is no statement it takes.
+  if (sql.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
+    error = StoreError{StoreErrorCode::sqliteFailed,
+                       "A statement of the store could not be prepared.",
+                       {{"path", path_.string()},
+                        {"sqliteCode", std::to_string(SQLITE_TOOBIG)},
+                        {"sqliteMessage", sqlite3_errstr(SQLITE_TOOBIG)}}};
+    return nullptr;
+  }
   if (sqlite3_prepare_v2(db_, sql.c_str(), static_cast<int>(sql.size()), &prepared, nullptr) !=
       SQLITE_OK) {
     error = lastError("A statement of the store could not be prepared.", sql);
@@ -109,39 +123,44 @@ sqlite3_stmt* SqliteConnection::statement(const std::string& sql, std::optional<
   return prepared;
 }
 
-void SqliteConnection::bindValue(sqlite3_stmt* statement, int index, const ObjectValue& value) {
+int SqliteConnection::bindValue(sqlite3_stmt* statement, int index, const ObjectValue& value) {
   switch (value.kind()) {
     case ObjectValue::Kind::null:
-      sqlite3_bind_null(statement, index);
-      break;
+      return sqlite3_bind_null(statement, index);
     case ObjectValue::Kind::integer:
-      sqlite3_bind_int64(statement, index, *value.integer());
-      break;
+      return sqlite3_bind_int64(statement, index, *value.integer());
     case ObjectValue::Kind::real:
-      sqlite3_bind_double(statement, index, *value.real());
-      break;
+      return sqlite3_bind_double(statement, index, *value.real());
     case ObjectValue::Kind::boolean:
-      sqlite3_bind_int64(statement, index, *value.boolean() ? 1 : 0);
-      break;
+      return sqlite3_bind_int64(statement, index, *value.boolean() ? 1 : 0);
     case ObjectValue::Kind::text:
-      sqlite3_bind_text(statement, index, value.text()->data(),
-                        static_cast<int>(value.text()->size()), SQLITE_TRANSIENT);
-      break;
+      // The 64-bit lengths take any size: beyond SQLite's limit the bind
+      // fails with SQLITE_TOOBIG instead of reading a cut or negative length.
+      return sqlite3_bind_text64(statement, index, value.text()->data(),
+                                 static_cast<sqlite3_uint64>(value.text()->size()),
+                                 SQLITE_TRANSIENT, SQLITE_UTF8);
     case ObjectValue::Kind::data:
       // A zero-length blob is bound as such, never as NULL.
-      sqlite3_bind_zeroblob(statement, index, 0);
-      if (!value.data()->empty()) {
-        sqlite3_bind_blob(statement, index, value.data()->data(),
-                          static_cast<int>(value.data()->size()), SQLITE_TRANSIENT);
-      }
-      break;
+      if (value.data()->empty()) return sqlite3_bind_zeroblob(statement, index, 0);
+      return sqlite3_bind_blob64(statement, index, value.data()->data(),
+                                 static_cast<sqlite3_uint64>(value.data()->size()),
+                                 SQLITE_TRANSIENT);
   }
+  return SQLITE_MISUSE;
 }
 
-void SqliteConnection::bind(sqlite3_stmt* statement, const std::vector<ObjectValue>& parameters) {
+std::optional<StoreError> SqliteConnection::bind(sqlite3_stmt* statement,
+                                                 const std::vector<ObjectValue>& parameters,
+                                                 const std::string& sql) {
   for (std::size_t i = 0; i < parameters.size(); ++i) {
-    bindValue(statement, static_cast<int>(i + 1), parameters[i]);
+    // More values than parameters: SQLite answers SQLITE_RANGE for the first.
+    if (bindValue(statement, static_cast<int>(i + 1), parameters[i]) != SQLITE_OK) {
+      StoreError error = lastError("A value could not be bound to a statement of the store.", sql);
+      error.userInfo["parameter"] = std::to_string(i + 1);
+      return error;
+    }
   }
+  return std::nullopt;
 }
 
 ObjectValue SqliteConnection::column(sqlite3_stmt* statement, int index, AttributeType type) {
@@ -152,7 +171,9 @@ ObjectValue SqliteConnection::column(sqlite3_stmt* statement, int index, Attribu
     case AttributeType::boolean:
       return ObjectValue(sqlite3_column_int64(statement, index) != 0);
     case AttributeType::string: {
+      // Every byte, by SQLite's count (a NUL inside does not end the text).
       const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(statement, index));
+      if (text == nullptr) return ObjectValue::null();  // out of memory
       return ObjectValue(std::string(text, static_cast<std::size_t>(sqlite3_column_bytes(statement, index))));
     }
     case AttributeType::binary: {

@@ -3,6 +3,12 @@
 // ObjectValue and column reading into ObjectValue, and errors as StoreError
 // values with SQLite's code and message.
 //
+// Binding keeps every byte of a text or data value (NUL and invalid UTF-8
+// included). A value SQLite cannot take (beyond its length limit,
+// SQLITE_TOOBIG; more values than the statement has parameters,
+// SQLITE_RANGE) is an error of the statement, so a save that holds one
+// fails as a whole; it never becomes a NULL in the value's place.
+//
 // Thread-safety: none; the owner (SqliteStore) serialises every use.
 // Ownership: owns the handle and the cached statements; closing finalizes
 // them all.
@@ -39,16 +45,20 @@ class SqliteConnection {
 
   /// Runs statements without parameters (several, separated by ';').
   std::optional<StoreError> execute(const std::string& sql);
-  /// Runs one statement with parameters, stepping it to its end.
+  /// Runs one statement with parameters, stepping it to its end. A failed
+  /// bind is the statement's error; nothing runs then.
   std::optional<StoreError> run(const std::string& sql, const std::vector<ObjectValue>& parameters);
 
   /// The prepared statement for `sql`, reset and with bindings cleared;
   /// prepared once and cached. nullptr and `error` set on failure.
   sqlite3_stmt* statement(const std::string& sql, std::optional<StoreError>& error);
-  /// Binds parameters 1...n (booleans as 0/1).
-  void bind(sqlite3_stmt* statement, const std::vector<ObjectValue>& parameters);
-  /// Binds one parameter (1-based).
-  static void bindValue(sqlite3_stmt* statement, int index, const ObjectValue& value);
+  /// Binds parameters 1...n (booleans as 0/1); the error of the first one
+  /// SQLite refuses (`sql` describes the statement in it).
+  [[nodiscard]] std::optional<StoreError> bind(sqlite3_stmt* statement,
+                                               const std::vector<ObjectValue>& parameters,
+                                               const std::string& sql);
+  /// Binds one parameter (1-based); SQLite's result code.
+  [[nodiscard]] static int bindValue(sqlite3_stmt* statement, int index, const ObjectValue& value);
   /// Reads a column as the attribute type stores it (NULL as null).
   static ObjectValue column(sqlite3_stmt* statement, int index, AttributeType type);
 

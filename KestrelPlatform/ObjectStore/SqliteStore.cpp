@@ -194,7 +194,12 @@ std::optional<StoreError> SqliteStore::fetch(const Query& query, RowVisitor visi
   std::optional<StoreError> error;
   sqlite3_stmt* statement = connection_->statement(sql, error);
   if (statement == nullptr) return error;
-  connection_->bind(statement, parameters);
+  // A predicate value SQLite cannot take fails the fetch; bound as NULL it
+  // would fetch other records.
+  if ((error = connection_->bind(statement, parameters, sql))) {
+    sqlite3_clear_bindings(statement);
+    return error;
+  }
   std::vector<ObjectValue> row(query.columns ? query.columns->size() : attributes.size());
   int rc;
   while ((rc = sqlite3_step(statement)) == SQLITE_ROW) {

@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <cmath>
+#include <iterator>
 #include <limits>
 
 namespace kestrel::platform {
@@ -30,26 +31,62 @@ TEST(ClockTest, LatestOfFixedTimeAndSourceWinsUntilReset) {
   EXPECT_NEAR(Clock::now(), wallClock, 5.0);
 }
 
-TEST(ClockTest, NeverHandsOutANonFiniteTime) {
-  // "nan" written into a statement breaks every time-based query after it.
+TEST(ClockTest, RefusesAFixedTimeItCannotHandOutAndKeepsTheOneItHad) {
+  // NaN or an infinity written into a statement breaks every time-based
+  // query after it; beyond +-9e18 s the windows the layer adds and subtracts
+  // leave the 64-bit range of whole seconds.
+  testing::LogCapture log;
+  const double inf = std::numeric_limits<double>::infinity();
+  ASSERT_TRUE(Clock::setFixed(1700000000.0));
+  const double refused[] = {std::nan(""),
+                            inf,
+                            -inf,
+                            1e300,
+                            -1e300,
+                            1e19,
+                            -1e19,
+                            9223372036854775807.0,
+                            -9223372036854775808.0,
+                            std::nextafter(Clock::kLatest, inf),
+                            std::nextafter(Clock::kEarliest, -inf)};
+  for (const double bad : refused) {
+    EXPECT_FALSE(Clock::setFixed(bad)) << bad;
+    EXPECT_EQ(Clock::now(), 1700000000.0) << bad;
+  }
+  EXPECT_EQ(log.countContaining("and was ignored"), std::size(refused));
+  EXPECT_EQ(log.lines().size(), std::size(refused));
+  EXPECT_EQ(log.countContaining("Clock: a fixed time of 1e+300 is not a time between "
+                                "-9000000000000000000 and 9000000000000000000 and was ignored"),
+            1u);
+
+  // The ends themselves are times, as is every whole second of the windows
+  // around them.
+  for (const double edge : {Clock::kLatest, Clock::kEarliest, -0.0, 0.5}) {
+    EXPECT_TRUE(Clock::setFixed(edge)) << edge;
+    EXPECT_EQ(Clock::now(), edge);
+  }
+  EXPECT_EQ(log.lines().size(), std::size(refused));
+  EXPECT_LT(Clock::kLatest + 4838400.0, 9223372036854775807.0);
+  EXPECT_GT(Clock::kEarliest - 7776000.0, -9223372036854775808.0);
+  Clock::reset();
+}
+
+TEST(ClockTest, ASourceThatGivesATimeItCannotHandOutIsAnsweredByTheSystemClock) {
   testing::LogCapture log;
   const double wallClock = Clock::systemNow();
-  Clock::setFixed(1700000000.0);
-  for (const double bad : {std::nan(""), std::numeric_limits<double>::infinity(),
-                           -std::numeric_limits<double>::infinity()}) {
-    Clock::setFixed(bad);
-    EXPECT_EQ(Clock::now(), 1700000000.0) << "a non-finite fixed time is ignored";
+  for (const double bad : {std::nan(""), std::numeric_limits<double>::infinity(), -1e19}) {
+    double next = 5.0;
+    Clock::setSource([&next, bad] { return next == 5.0 ? next++ : bad; });
+    EXPECT_EQ(Clock::now(), 5.0);
+    EXPECT_NEAR(Clock::now(), wallClock, 5.0);
+    EXPECT_NEAR(Clock::now(), wallClock, 5.0);
   }
-  EXPECT_EQ(log.countContaining("is not a finite time and was ignored"), 3u);
-
-  // A source that goes bad is answered by the system clock, logged once.
-  double next = 5.0;
-  Clock::setSource([&next] { return next == 5.0 ? next++ : std::nan(""); });
-  EXPECT_EQ(Clock::now(), 5.0);
-  EXPECT_NEAR(Clock::now(), wallClock, 5.0);
-  EXPECT_NEAR(Clock::now(), wallClock, 5.0);
-  EXPECT_EQ(log.countContaining("which is not a finite time; the system clock is used instead"),
-            1u);
+  // Logged once per installed source.
+  EXPECT_EQ(log.countContaining("; the system clock is used instead"), 3u);
+  EXPECT_EQ(log.lines().size(), 3u);
+  Clock::setSource([] { return Clock::kEarliest; });
+  EXPECT_EQ(Clock::now(), Clock::kEarliest);
+  EXPECT_EQ(log.lines().size(), 3u);
   Clock::reset();
 }
 

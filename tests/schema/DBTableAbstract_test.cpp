@@ -1,6 +1,7 @@
 #include <KestrelDatabase/schema/DBTableAbstract.h>
 #include <KestrelDatabase/sql/FMDatabase.h>
 #include <KestrelDatabase/sql/FMDatabaseQueue.h>
+#include <KestrelPlatform/Log.h>
 
 #include "support/LogCapture.h"
 #include "support/TempDir.h"
@@ -12,6 +13,7 @@
 #include <cstdint>
 #include <functional>
 #include <limits>
+#include <map>
 
 namespace kestrel {
 namespace {
@@ -73,15 +75,17 @@ TEST_F(DBTableAbstractTest, FailingStatementReportsFalseAndTheTransactionStillCo
   EXPECT_EQ(rowsSeenByAnotherConnection(), 1);
 }
 
-// Each case builds one statement; `refusal` is the end of the one log line
-// a refused case writes, or null when the statement must be built.
+// Each case builds one statement: `text` is the statement it must give, or,
+// when `refusal` is set, the end of the one log line a refused case writes.
 struct CheckCase {
   const char* what;
   std::function<Checked(const TableColumns&)> build;
-  const char* refusal;
+  const char* text;
+  const char* refusal = nullptr;
 };
 
-TEST_F(DBTableAbstractTest, ChecksPassWhatIsWrittenFaithfullyAndRefuseTheRestNamingTheColumn) {
+TEST_F(DBTableAbstractTest,
+       ValuesKeepTheQuotedWordWhereItReadsAsTheValueAndBecomeLiteralsElsewhere) {
   using A = DBTableAbstract;
   const double nan = std::nan("");
   const double inf = std::numeric_limits<double>::infinity();
@@ -100,47 +104,60 @@ TEST_F(DBTableAbstractTest, ChecksPassWhatIsWrittenFaithfullyAndRefuseTheRestNam
   };
   const std::vector<CheckCase> cases = {
       // In VALUES no column is in scope: a column's name is plain text there.
-      {"column name in VALUES", insert("NAME", "Code"), nullptr},
-      {"rowid alias in VALUES", insert("NAME", "_ROWID_"), nullptr},
+      {"column name in VALUES", insert("NAME", "Code"),
+       R"(INSERT OR IGNORE INTO T ( "ID", "NAME" ) VALUES  ( "1", "Code" ); )"},
+      {"rowid alias in VALUES", insert("NAME", "_ROWID_"),
+       R"(INSERT OR IGNORE INTO T ( "ID", "NAME" ) VALUES  ( "1", "_ROWID_" ); )"},
+      // As an operand the word would read the column: a literal instead.
       {"column name in SET", update("NAME", "code"),
-       "the value of NAME is the name of a column, which SQLite would read instead of the text"},
-      {"rowid alias in SET", update("NAME", "RowId"), "the value of NAME is the name of a column"},
-      {"oid in a condition", where({"NAME", "=", "oid"}),
-       "the value of NAME is the name of a column"},
-      {"table name in SET", update("NAME", "T"), nullptr},
-      {"column name with a blank", update("NAME", "ID "), nullptr},
-      {"double quote", insert("NAME", "a\"b"), "the value of NAME holds a double quote"},
-      {"NUL", insert("NAME", std::string("a\0b", 3)), "the value of NAME holds a NUL character"},
-      {"single quote", update("NAME", "O'Brien"), nullptr},
-      {"NaN", insert("CODE", nan), "the value of CODE is not a finite number"},
-      {"infinity in SET", update("CODE", -inf), "the value of CODE is not a finite number"},
-      {"finite double", update("CODE", 1.5), nullptr},
-      {"INT64_MIN", where({"ID", "=", std::numeric_limits<std::int64_t>::min()}), nullptr},
-      {"blob", insert("NAME", Value::Blob{1, 2}),
-       "the value of NAME is a blob, which has no faithful form as a word"},
-      {"date", insert("NAME", Value::Date{}), "the value of NAME is a date"},
-      {"null marker in a map (left out)", update("CODE", Value::null()), nullptr},
-      {"null marker in a condition", where({"CODE", "=", Value::null()}),
+       R"(UPDATE T SET NAME = 'code' WHERE "ID" = "1";)"},
+      {"rowid alias in SET", update("NAME", "RowId"),
+       R"(UPDATE T SET NAME = 'RowId' WHERE "ID" = "1";)"},
+      {"oid in a condition", where({"NAME", "=", "oid"}), R"(DELETE FROM T WHERE "NAME" = 'oid';)"},
+      {"table name in SET", update("NAME", "T"), R"(UPDATE T SET NAME = "T" WHERE "ID" = "1";)"},
+      {"column name with a blank", update("NAME", "ID "),
+       R"(UPDATE T SET NAME = "ID " WHERE "ID" = "1";)"},
+      // A double quote or NUL would end the word early.
+      {"double quote", insert("NAME", "Club \"Atletico\" 'B'"),
+       R"(INSERT OR IGNORE INTO T ( "ID", "NAME" ) VALUES  ( "1", 'Club "Atletico" ''B''' ); )"},
+      {"NUL", insert("NAME", std::string("a\0'b", 4)),
+       R"(INSERT OR IGNORE INTO T ( "ID", "NAME" ) VALUES  ( "1", CAST(X'61002762' AS TEXT) ); )"},
+      {"single quote", update("NAME", "O'Brien"),
+       R"(UPDATE T SET NAME = "O'Brien" WHERE "ID" = "1";)"},
+      {"infinity in SET", update("CODE", -inf), R"(UPDATE T SET CODE = -9e999 WHERE "ID" = "1";)"},
+      {"finite double", update("CODE", 1.5), R"(UPDATE T SET CODE = "1.5" WHERE "ID" = "1";)"},
+      {"INT64_MIN", where({"ID", "=", std::numeric_limits<std::int64_t>::min()}),
+       R"(DELETE FROM T WHERE "ID" = "-9223372036854775808";)"},
+      {"blob", insert("NAME", Value::Blob{1, 0xAB}),
+       R"(INSERT OR IGNORE INTO T ( "ID", "NAME" ) VALUES  ( "1", X'01AB' ); )"},
+      {"null marker in a map (left out)", update("CODE", Value::null()),
+       R"(UPDATE T SET  WHERE "ID" = "1";)"},
+      {"NaN", insert("CODE", nan), nullptr,
+       "the value of CODE is not a number, which SQLite cannot hold"},
+      {"date", insert("NAME", Value::Date{}), nullptr, "the value of NAME is a date"},
+      {"null marker in a condition", where({"CODE", "=", Value::null()}), nullptr,
        "the value of CODE is the null marker, which has no quoted form"},
       // The names, operators and conjunctions come from the code, but are
       // checked all the same.
-      {"unknown map column", update("NOPE", 1), "it has no column NOPE"},
-      {"map column that is not a name", update("CODE = 1, NAME", 1),
+      {"unknown map column", update("NOPE", 1), nullptr, "it has no column NOPE"},
+      {"map column that is not a name", update("CODE = 1, NAME", 1), nullptr,
        "it has no column (not a plain name)"},
-      {"unknown condition column", where({"NOPE", "=", 1}),
+      {"unknown condition column", where({"NOPE", "=", 1}), nullptr,
        "a condition names NOPE, which is not a column"},
-      {"operator", where({"ID", "= 1 OR 1 =", 1}),
+      {"operator", where({"ID", "= 1 OR 1 =", 1}), nullptr,
        "a condition has an operator that is not allowed"},
-      {"conjunction", where({"ID", "=", 1, "UNION", "ID", "=", 2}),
+      {"conjunction", where({"ID", "=", 1, "UNION", "ID", "=", 2}), nullptr,
        "conditions are joined by a word that is not AND or OR"},
       {"allowed operators and conjunctions",
-       where({"ID", "is not", 1, "or", "NAME", "LIKE", "a%", "AND", "CODE", ">=", 2}), nullptr},
+       where({"ID", "is not", 1, "or", "NAME", "LIKE", "a%", "AND", "CODE", ">=", 2}),
+       R"(DELETE FROM T WHERE "ID" is not "1" or "NAME" LIKE "a%" AND "CODE" >= "2";)"},
   };
   for (const CheckCase& c : cases) {
     log_.clear();
     const Checked statement = c.build(table_);
     if (c.refusal == nullptr) {
-      EXPECT_TRUE(statement.has_value()) << c.what;
+      ASSERT_TRUE(statement.has_value()) << c.what;
+      EXPECT_EQ(statement->text(), c.text) << c.what;
       EXPECT_TRUE(log_.lines().empty()) << c.what;
       continue;
     }
@@ -178,16 +195,22 @@ TEST_F(DBTableAbstractTest, SplicedStatementsWriteEachPieceAsItsKindSaysOrRefuse
   EXPECT_EQ(text(S("INSERT INTO T (ID, NAME) VALUES (%@, %@)",
                    {S::number("ID", 4), S::quotedValue("NAME", "Id")})),
             "INSERT INTO T (ID, NAME) VALUES (4, \"Id\")");
+  // Where the piece's own form would be misread, the value is a literal.
+  EXPECT_EQ(text(S("UPDATE T SET NAME = %@", {S::quotedOperand("NAME", "Id")})),
+            "UPDATE T SET NAME = 'Id'");
+  EXPECT_EQ(text(S("INSERT INTO T (NAME) VALUES (%@)", {S::quotedValue("NAME", "a\"b")})),
+            "INSERT INTO T (NAME) VALUES ('a\"b')");
+  EXPECT_EQ(
+      text(S("DELETE FROM T WHERE NAME = %@", {S::singleQuoted("NAME", std::string(1, '\0'))})),
+      "DELETE FROM T WHERE NAME = CAST(X'00' AS TEXT)");
+  EXPECT_EQ(text(S("DELETE FROM T WHERE ID = %@", {S::number("ID", "5 OR 1=1")})),
+            "DELETE FROM T WHERE ID = '5 OR 1=1'");
 
   const std::vector<std::pair<SplicedStatement, const char*>> refused = {
-      {S("UPDATE T SET NAME = %@", {S::quotedOperand("NAME", "Id")}),
-       "the value of NAME is the name of a column"},
       {S("DELETE FROM T WHERE NAME = %@", {S::singleQuoted("NAME", "x' OR '1'='1")}),
        "the value of NAME holds a single quote"},
-      {S("DELETE FROM T WHERE ID = %@", {S::number("ID", "5 OR 1=1")}),
-       "the value of ID is text where a number belongs"},
       {S("DELETE FROM T WHERE ID IN (%@)", {S::numbers("ID", std::vector<Value>{1, std::nan("")})}),
-       "the value of ID is not a finite number"},
+       "the value of ID is not a number"},
       {S("DELETE FROM %@", {S::name("T; DROP TABLE T")}),
        "the statement names something that is not a plain name"},
       {S("DELETE FROM %@", {S::name("1T")}), "not a plain name"},
@@ -199,7 +222,127 @@ TEST_F(DBTableAbstractTest, SplicedStatementsWriteEachPieceAsItsKindSaysOrRefuse
     EXPECT_EQ(text(statement), "<refused>") << refusal;
     ASSERT_EQ(log_.lines().size(), 1u) << refusal;
     EXPECT_NE(log_.lines().front().find(refusal), std::string::npos) << log_.lines().front();
-    EXPECT_EQ(log_.lines().front().find("1=1"), std::string::npos) << "the value is never logged";
+    EXPECT_EQ(log_.lines().front().find("1'='1"), std::string::npos) << "the value is never logged";
+  }
+}
+
+// Texts a double-quoted word would misread, and plain ones around them.
+std::vector<std::pair<const char*, std::string>> hostileTexts() {
+  std::string megabyte;
+  while (megabyte.size() < (1u << 20)) megabyte += "Club \"Atl\xC3\xA9tico\" O'Brien ";
+  megabyte += std::string("\0end", 4);
+  return {
+      {"column name", "name"},
+      {"row id alias", "_RowId_"},
+      {"double quotes", "Club \"Atl\xC3\xA9tico\""},
+      {"SQL after a quote", "x\", CODE = \"1"},
+      {"NUL inside", std::string("a\0b", 3)},
+      {"NUL alone", std::string(1, '\0')},
+      {"single quotes", "O'Brien'; DELETE FROM T; --"},
+      {"invalid UTF-8", "\xFF\xFE\xC3("},
+      {"empty", ""},
+      {"a megabyte with quotes and a NUL", megabyte},
+  };
+}
+
+TEST_F(DBTableAbstractTest, HostileTextsRoundTripThroughEveryFormAndConditionsMatchExactlyThem) {
+  const auto run = [&](auto write) {
+    bool ok = false;
+    int calls = 0;
+    write([&](bool success) {
+      ok = success;
+      ++calls;
+    });
+    EXPECT_EQ(calls, 1);
+    return ok;
+  };
+  const auto hexOf = [](const std::string& text) {
+    std::string hex;
+    for (const unsigned char c : text) hex += platform::formatString("%02X", c);
+    return hex;
+  };
+  // Each row's NAME as SQLite holds it (hex, so every byte counts), by ID.
+  const auto names = [&] {
+    std::map<std::int64_t, std::string> rows;
+    queue_->inDatabase([&](FMDatabase* db) {
+      auto rs = db->executeQuery("SELECT ID, hex(NAME), typeof(NAME), CODE FROM T ORDER BY ID");
+      while (rs && rs->next()) {
+        rows[rs->longLongIntForColumnIndex(0)] = rs->stringForColumnIndex(1).value_or("") + "/" +
+                                                 rs->stringForColumnIndex(2).value_or("") + "/" +
+                                                 rs->stringForColumnIndex(3).value_or("NULL");
+      }
+    });
+    return rows;
+  };
+  for (const auto& [what, hostile] : hostileTexts()) {
+    SCOPED_TRACE(what);
+    DBTableAbstract::deleteRows("DELETE FROM T", queue_);
+    // A bystander whose name is where a cut text would end (or the text with
+    // one more character), which no condition on the text may match.
+    const std::string near = hostile.find('\0') != std::string::npos
+                                 ? hostile.substr(0, hostile.find('\0'))
+                                 : hostile + "!";
+    using A = DBTableAbstract;
+    EXPECT_TRUE(run([&](auto done) {
+      A::insertRow(table_, {{"ID", 1}, {"NAME", hostile}}, queue_, done);
+    }));
+    EXPECT_TRUE(run([&](auto done) {
+      A::insertOrReplaceRow(table_, {{"ID", 2}, {"NAME", "plain"}}, queue_, done);
+    }));
+    EXPECT_TRUE(run([&](auto done) {
+      A::insertRow(table_, {{"ID", 3}, {"NAME", near}}, queue_, done);
+    }));
+    // SET list, then a condition on the text.
+    EXPECT_TRUE(run([&](auto done) {
+      A::updateRows(table_, {{"NAME", hostile}}, ConditionList{"ID", "=", 2}, queue_, done);
+    }));
+    EXPECT_TRUE(run([&](auto done) {
+      A::updateRows(table_, {{"CODE", 7}}, ConditionList{"NAME", "=", hostile}, queue_, done);
+    }));
+    const std::string stored = hexOf(hostile) + "/text/7";
+    EXPECT_EQ(names(), (std::map<std::int64_t, std::string>{
+                           {1, stored}, {2, stored}, {3, hexOf(near) + "/text/NULL"}}));
+
+    // Read back with every byte.
+    queue_->inDatabase([&](FMDatabase* db) {
+      auto rs = db->executeQuery("SELECT NAME FROM T WHERE ID = 1");
+      ASSERT_TRUE(rs && rs->next());
+      EXPECT_TRUE(rs->stringForColumn("name") == hostile);
+      EXPECT_TRUE(rs->objectForColumnIndex(0) == Value(hostile));
+      rs->close();
+    });
+
+    // The formatted forms: an operand, a bare place, between single quotes.
+    EXPECT_TRUE(run([&](auto done) {
+      A::updateRows(table_,
+                    S("UPDATE T SET CODE = 8 WHERE NAME = %@ AND ID = %@",
+                      {S::quotedOperand("NAME", hostile), S::number("ID", 1)}),
+                    queue_, done);
+    }));
+    EXPECT_TRUE(run([&](auto done) {
+      A::updateRows(table_,
+                    S("UPDATE T SET CODE = 9 WHERE NAME IN (%@)", {S::numbers("NAME", {hostile})}),
+                    queue_, done);
+    }));
+    EXPECT_EQ(names(), (std::map<std::int64_t, std::string>{{1, hexOf(hostile) + "/text/9"},
+                                                            {2, hexOf(hostile) + "/text/9"},
+                                                            {3, hexOf(near) + "/text/NULL"}}));
+    const bool quoted = hostile.find('\'') == std::string::npos;
+    log_.clear();
+    EXPECT_EQ(run([&](auto done) {
+                A::deleteRows(table_,
+                              S("DELETE FROM T WHERE ID = 2 AND NAME = %@",
+                                {S::singleQuoted("NAME", hostile)}),
+                              queue_, done);
+              }),
+              quoted);
+    EXPECT_EQ(log_.lines().size(), quoted ? 0u : 1u);
+
+    // A delete by the text takes exactly its rows.
+    EXPECT_TRUE(run([&](auto done) {
+      A::deleteRows(table_, ConditionList{"NAME", "=", hostile}, queue_, done);
+    }));
+    EXPECT_EQ(names(), (std::map<std::int64_t, std::string>{{3, hexOf(near) + "/text/NULL"}}));
   }
 }
 
@@ -216,10 +359,10 @@ TEST_F(DBTableAbstractTest, OneCallWritesRunCheckedStatementsAndRefusalsChangeNo
 
   // Refused: false at once, exactly once, and no row changes.
   results.clear();
-  DBTableAbstract::updateRows(table_, {{"NAME", "x\", CODE = \"1"}}, ConditionList{"ID", "=", 1},
-                              queue_, record);
-  DBTableAbstract::updateRows(table_, {{"NAME", "Name"}}, std::nullopt, queue_, record);
-  DBTableAbstract::deleteRows(table_, ConditionList{"NAME", "=", "ID"}, queue_, record);
+  DBTableAbstract::updateRows(table_, {{"CODE", std::nan("")}}, ConditionList{"ID", "=", 1}, queue_,
+                              record);
+  DBTableAbstract::updateRows(table_, {{"NOPE", 1}}, std::nullopt, queue_, record);
+  DBTableAbstract::deleteRows(table_, ConditionList{"NAME", "=", Value::null()}, queue_, record);
   DBTableAbstract::deleteRows(
       table_, S("DELETE FROM T WHERE NAME = %@", {S::singleQuoted("NAME", "' OR ''='")}), queue_,
       record);
@@ -240,7 +383,7 @@ TEST_F(DBTableAbstractTest, OneCallWritesRunCheckedStatementsAndRefusalsChangeNo
 
   // Without a queue nothing is checked, logged, run or called.
   log_.clear();
-  DBTableAbstract::insertRow(table_, {{"NAME", "\""}}, nullptr, record);
+  DBTableAbstract::insertRow(table_, {{"NOPE", 1}}, nullptr, record);
   DBTableAbstract::deleteRows(table_, S("%@", {S::name(";")}), nullptr, record);
   EXPECT_EQ(results.size(), 2u);
   EXPECT_TRUE(log_.lines().empty());

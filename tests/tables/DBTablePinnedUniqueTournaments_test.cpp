@@ -137,17 +137,15 @@ TEST_F(DBTablePinnedUniqueTournamentsTest, DeletesOneOrAllAndAMissingIDStillSucc
   EXPECT_TRUE(pinned().empty());
 }
 
-TEST_F(DBTablePinnedUniqueTournamentsTest, AHostileNameIsRefusedAndTheStoredPinKept) {
+TEST_F(DBTablePinnedUniqueTournamentsTest, AHostileNameIsStoredAsItIsAndSetsNoOtherColumn) {
   ASSERT_EQ(pin(full(1)), true);
   UniqueTournament hostile = full(1);
   hostile.name = "x\", \"CATEGORY_PRIORITY\") VALUES (\"1\", \"99";
   logs_.clear();
-  EXPECT_EQ(pin(hostile), false);
-  EXPECT_EQ(logs_.count("ERROR: write to PinnedUniqueTournamentsTable refused: the value of NAME "
-                        "holds a double quote"),
-            1u);
+  EXPECT_EQ(pin(hostile), true);
+  EXPECT_TRUE(logs_.lines().empty());
   EXPECT_EQ(rows("SELECT NAME, CATEGORY_PRIORITY FROM PinnedUniqueTournamentsTable"),
-            (std::vector<Row>{{"Premier League", "10"}}));
+            (std::vector<Row>{{*hostile.name, "10"}}));
 }
 
 }  // namespace

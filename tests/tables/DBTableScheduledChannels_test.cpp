@@ -89,12 +89,12 @@ TEST_F(DBTableScheduledChannelsTest, AQuoteInACountryCodeFailsTheDeleteAndDelete
             2u);
   EXPECT_EQ(keys(), (std::vector<Row>{{"1, DE"}}));
 
-  // In a save the values are double-quoted words: a single quote is stored,
-  // a double quote refused.
+  // A save stores quotes of either kind as they are.
   ASSERT_EQ(save(TVScheduleChannelCountry(2, "O'Brien TV", "IE")), true);
-  EXPECT_EQ(save(TVScheduleChannelCountry(3, "\"Sky\"", "IE")), false);
+  EXPECT_EQ(save(TVScheduleChannelCountry(3, "\"Sky\"", "IE")), true);
   EXPECT_EQ(channels(), (Channels{TVScheduleChannelCountry(1, "name", "DE"),
-                                  TVScheduleChannelCountry(2, "O'Brien TV", "IE")}));
+                                  TVScheduleChannelCountry(2, "O'Brien TV", "IE"),
+                                  TVScheduleChannelCountry(3, "\"Sky\"", "IE")}));
 }
 
 TEST_F(DBTableScheduledChannelsTest, ChannelIDsReadBackWholeAcrossThe64BitRange) {

@@ -13,6 +13,20 @@ for now in nan inf -inf abc 12x ""; do
   grep -q -- "--now: must be a finite number" "$work/err" || fail "--now $now: $(cat "$work/err")"
 done
 run 2 refresh-due --home "$work/h" --now NaN
+# --now must be a time the clock can hand out: whole seconds of it, with the
+# retention windows added and subtracted, fit in 64 bits.
+for now in 1e19 -1e19 1e300 9.1e18 -9223372036854775808; do
+  run 2 purge --now "$now" --home "$work/h"
+  grep -q -- "--now: must be a finite number of seconds since 1970 from -9000000000000000000 to 9000000000000000000" \
+    "$work/err" || fail "--now $now: $(cat "$work/err")"
+done
+# The ends themselves pass (and the command goes on to find no database);
+# the demo's day ends eight days after --now, so its top end is lower.
+run 1 purge --now 9e18 --home "$work/h"
+run 1 refresh-due --now -9000000000000000000 --home "$work/h"
+run 2 demo --now 9e18 --home "$work/h"
+grep -q -- "--now: must be a finite number of seconds since 1970 from -9000000000000000000 to 8999999999999308800" \
+  "$work/err" || fail "demo --now 9e18: $(cat "$work/err")"
 for wait in -1 nan inf x; do
   run 2 inspect --wait "$wait" --home "$work/h"
   grep -q -- "--wait: must be a finite number of seconds, 0 or more" "$work/err" ||

@@ -47,12 +47,15 @@
 //      an operation failed; demo: the home already holds a database or an
 //      object store, or a step of the day was refused
 //   2  usage error: unknown command or option, bad option value (--now not
-//      a finite number, --wait not a finite number of seconds >= 0, empty
-//      --home)
+//      a number of seconds between -9000000000000000000 and
+//      9000000000000000000, the clock's range; for demo, whose day ends
+//      eight days after --now, 691200 s less at the top; --wait not a finite
+//      number of seconds >= 0, empty --home)
 //   3  check: busy (another process holds the lock) or needs recovery (a hot
 //      journal that only a read-write open rolls back), of the database or
 //      of the store of a healthy database; try again
 #include "Commands.h"
+#include "MatchDay.h"
 
 #include <KestrelPlatform/AppHome.h>
 #include <KestrelPlatform/Clock.h>
@@ -82,24 +85,38 @@ struct Command {
 const CLI::Validator kNotEmpty(
     [](std::string& text) { return text.empty() ? std::string("must not be empty") : ""; }, "");
 
-// A decimal number that is finite (no nan, no inf), at least `minimum`.
-CLI::Validator finiteNumber(const char* what, double minimum) {
+// A decimal number that is finite (no nan, no inf), from `minimum` to
+// `maximum`.
+CLI::Validator finiteNumber(std::string what, double minimum, double maximum) {
   return CLI::Validator(
-      [what, minimum](std::string& text) {
+      [what, minimum, maximum](std::string& text) {
         double value = 0;
         const char* end = text.data() + text.size();
         const auto [last, error] = std::from_chars(text.data(), end, value);
-        if (error != std::errc() || last != end || !std::isfinite(value) || value < minimum) {
-          return std::string("must be ") + what + ", not \"" + text + "\"";
+        if (error != std::errc() || last != end || !std::isfinite(value) || value < minimum ||
+            value > maximum) {
+          return "must be " + what + ", not \"" + text + "\"";
         }
         return std::string();
       },
       "");
 }
 
-const CLI::Validator kFiniteSeconds =
-    finiteNumber("a finite number of seconds since 1970", -HUGE_VAL);
-const CLI::Validator kWaitSeconds = finiteNumber("a finite number of seconds, 0 or more", 0.0);
+// --now: a time the clock can hand out (platform::Clock::isRepresentable).
+// The demo moves the clock on from it, so its day must end inside the range.
+CLI::Validator nowSeconds(double latest) {
+  return finiteNumber(
+      kestrel::platform::formatString("a finite number of seconds since 1970 from %.0f to %.0f",
+                                      kestrel::platform::Clock::kEarliest, latest),
+      kestrel::platform::Clock::kEarliest, latest);
+}
+
+const CLI::Validator kNowSeconds = nowSeconds(kestrel::platform::Clock::kLatest);
+const CLI::Validator kDemoNowSeconds =
+    nowSeconds(kestrel::platform::Clock::kLatest -
+               static_cast<double>(kestrel::tool::MatchDay::kWeekLaterAfter));
+const CLI::Validator kWaitSeconds =
+    finiteNumber("a finite number of seconds, 0 or more", 0.0, HUGE_VAL);
 
 }  // namespace
 
@@ -117,7 +134,7 @@ int main(int argc, char** argv) {
       ->check(kNotEmpty);
 
   std::vector<Command> commands;
-  auto addCommand = [&](const char* name, const char* help, bool withNow,
+  auto addCommand = [&](const char* name, const char* help, const CLI::Validator* withNow,
                         std::function<int(const CommonOptions&)> run) -> CLI::App* {
     CLI::App* sub = app.add_subcommand(name, help);
     sub->add_option("--home", home, "Application home folder")->type_name("DIR")->check(kNotEmpty);
@@ -129,27 +146,27 @@ int main(int argc, char** argv) {
     if (withNow) {
       sub->add_option("--now", options.now, "Fix the clock (seconds since 1970)")
           ->type_name("SECONDS")
-          ->check(kFiniteSeconds);
+          ->check(*withNow);
     }
     commands.push_back({sub, std::move(run)});
     return sub;
   };
-  addCommand("inspect", "Create or upgrade the database, then report its tables", false,
+  addCommand("inspect", "Create or upgrade the database, then report its tables", nullptr,
              tool::runInspect);
-  addCommand("check", "Check integrity and compare the schema with the current one", false,
+  addCommand("check", "Check integrity and compare the schema with the current one", nullptr,
              tool::runCheck);
   addCommand("purge",
              "Delete what has grown old in every table and in the object store; hide finished "
              "events a followed entity owns, and finished stages",
-             true, tool::runPurge)
+             &kNowSeconds, tool::runPurge)
       ->add_flag("--dry-run", options.dryRun,
                  "Report what a purge would delete and hide, changing nothing");
-  addCommand("refresh-due", "List the events and stages whose data is due for a refresh", true,
-             tool::runRefreshDue);
+  addCommand("refresh-due", "List the events and stages whose data is due for a refresh",
+             &kNowSeconds, tool::runRefreshDue);
   addCommand("demo",
              "Play one match day through the storage facade on a fresh home: what the screens "
              "show, then a week later what the cleaning removed and why",
-             true, tool::runDemo);
+             &kDemoNowSeconds, tool::runDemo);
 
   try {
     app.parse(argc, argv);
@@ -161,7 +178,8 @@ int main(int argc, char** argv) {
 
   try {
     if (home) platform::AppHome::setRoot(*home);
-    if (options.now) platform::Clock::setFixed(*options.now);
+    // The validator has kept --now inside the clock's range.
+    if (options.now && !platform::Clock::setFixed(*options.now)) return kUsageError;
     for (const Command& command : commands) {
       if (command.app->parsed()) return command.run(options);
     }
