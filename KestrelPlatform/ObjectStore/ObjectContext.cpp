@@ -109,20 +109,35 @@ void ObjectContext::noteChangeLocked(std::shared_ptr<ManagedObject> object) {
   changeCount_ = changed_.size();
 }
 
-void ObjectContext::deleteObject(const std::shared_ptr<ManagedObject>& object) {
+std::optional<StoreError> ObjectContext::deleteObject(const std::shared_ptr<ManagedObject>& object) {
   if (!object || object->context().get() != this) {
-    log("Object store: an object can only be deleted by its own context");
-    return;
+    StoreError error{StoreErrorCode::invalidObject, "An object can only be deleted by its own context.", {}};
+    log("Object store: %s", error.fullDescription().c_str());
+    return error;
   }
-  if (object->isDeleted()) return;
+  if (object->isDeleted()) return std::nullopt;
+  // Every related object is fetched before anything changes, so that a
+  // fetch that fails leaves the object and its relations as they were.
+  struct Related {
+    const RelationshipDescription* relationship;
+    std::optional<std::size_t> link;
+    std::vector<std::shared_ptr<ManagedObject>> members;
+  };
+  std::vector<Related> related;
   for (const auto& relationship : object->entity().relationships()) {
     const auto destination = entityForName(relationship.destinationEntity);
-    const auto link = destination ? destination->attributeIndex(relationship.linkAttribute) : std::nullopt;
-    for (const auto& member : relatedObjects(*object, relationship)) {
-      if (relationship.deleteRule == DeleteRule::cascade) {
-        deleteObject(member);
-      } else if (link) {
-        member->setValueAt(*link, ObjectValue::null());
+    FetchResult members = relatedObjects(*object, relationship);
+    if (members.error) return members.error;
+    related.push_back({&relationship,
+                       destination ? destination->attributeIndex(relationship.linkAttribute) : std::nullopt,
+                       std::move(members.objects)});
+  }
+  for (const Related& relation : related) {
+    for (const auto& member : relation.members) {
+      if (relation.relationship->deleteRule == DeleteRule::cascade) {
+        if (auto error = deleteObject(member)) return error;
+      } else if (relation.link) {
+        member->setValueAt(*relation.link, ObjectValue::null());
       }
     }
   }
@@ -136,14 +151,15 @@ void ObjectContext::deleteObject(const std::shared_ptr<ManagedObject>& object) {
   object->state_ = ManagedObject::State::deleted;
   registered_.erase(id);
   changeCount_ = changed_.size();
+  return std::nullopt;
 }
 
-std::vector<std::shared_ptr<ManagedObject>> ObjectContext::relatedObjects(
-    const ManagedObject& owner, const RelationshipDescription& relationship) {
+FetchResult ObjectContext::relatedObjects(const ManagedObject& owner,
+                                          const RelationshipDescription& relationship) {
   FetchRequest request(relationship.destinationEntity);
   request.predicate = Predicate::comparison(relationship.linkAttribute, Predicate::Operator::equal,
                                             owner.objectID().primaryKey);
-  return execute(request).objects;
+  return execute(request);
 }
 
 std::optional<StoreError> ObjectContext::validate(const std::vector<Snapshot>& changes,

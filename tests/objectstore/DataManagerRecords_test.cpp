@@ -140,7 +140,9 @@ TEST_F(DataManagerRecordsTest, AScoreSuggestionIsReplacedWithItsItemsAndPurgedAf
   EXPECT_EQ(suggestion->timestamp(), kNowSeconds);
   std::vector<MOEventScoreItem::Values> items;
   manager_->backgroundContext()->performAndWait([&] {
-    for (const MOEventScoreItem& item : suggestion->eventScores()) items.push_back(item.values());
+    const auto scores = suggestion->eventScores();
+    ASSERT_TRUE(scores);
+    for (const MOEventScoreItem& item : *scores) items.push_back(item.values());
   });
   EXPECT_EQ(items, (std::vector<MOEventScoreItem::Values>{goal, second}));
   EXPECT_FALSE(manager_->getScoreSuggestion(4).get());
