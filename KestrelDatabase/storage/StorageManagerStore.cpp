@@ -104,18 +104,23 @@ void StorageManager::markAsEdited(std::int64_t eventId, model::NMEventVoteType t
   dataManager_->markAsEdited(eventId, typeText(type), passOnce(false, std::move(handler)));
 }
 
-std::future<std::vector<model::UnsavedVote>> StorageManager::getUnsuccessfulVotes() {
-  return futureFrom(std::vector<model::UnsavedVote>{},
+std::future<ReadResult<std::vector<model::UnsavedVote>>> StorageManager::getUnsuccessfulVotes() {
+  return futureFrom(ReadResult<std::vector<model::UnsavedVote>>{},
                     [&](UnsavedVotesHandler done) { getUnsuccessfulVotes(std::move(done)); });
 }
 
 void StorageManager::getUnsuccessfulVotes(UnsavedVotesHandler handler) {
   if (!handler) return;
-  dataManager_->getUnsuccessfulVotesWithCompletion(
-      exactlyOnce(std::vector<MOVote>{}, [handler = std::move(handler)](std::vector<MOVote> records) {
+  dataManager_->getUnsuccessfulVotesWithCompletion(exactlyOnce(
+      ReadResult<std::vector<MOVote>>{},
+      [handler = std::move(handler)](ReadResult<std::vector<MOVote>> records) {
+        if (!records) {
+          handler(std::nullopt);
+          return;
+        }
         std::vector<model::UnsavedVote> votes;
-        votes.reserve(records.size());
-        for (const MOVote& record : records) {
+        votes.reserve(records->size());
+        for (const MOVote& record : *records) {
           if (std::optional<model::UnsavedVote> vote = record.unsavedVote()) {
             votes.push_back(std::move(*vote));
           }
@@ -163,12 +168,13 @@ void StorageManager::markHighlightWatched(std::int64_t id, const std::optional<s
       }));
 }
 
-std::future<std::optional<MOHighlight>> StorageManager::fetchHighlight(std::int64_t id) {
+std::future<ReadResult<std::optional<MOHighlight>>> StorageManager::fetchHighlight(std::int64_t id) {
   return dataManager_->fetchHighlight(id);
 }
 
 void StorageManager::fetchHighlight(std::int64_t id, HighlightHandler handler) {
-  dataManager_->fetchHighlight(id, passOnce(std::optional<MOHighlight>{}, std::move(handler)));
+  dataManager_->fetchHighlight(id,
+                               passOnce(ReadResult<std::optional<MOHighlight>>{}, std::move(handler)));
 }
 
 bool StorageManager::isHighlightWatched(std::int64_t id) const {
@@ -240,14 +246,14 @@ void StorageManager::saveScoreSuggestion(const std::string& id, std::int64_t eve
   dataManager_->saveScoreSuggestion(id, eventId, items, passOnce(false, std::move(handler)));
 }
 
-std::future<std::optional<MOEventScoreSuggestion>> StorageManager::getScoreSuggestion(
+std::future<ReadResult<std::optional<MOEventScoreSuggestion>>> StorageManager::getScoreSuggestion(
     std::int64_t eventId) {
   return dataManager_->getScoreSuggestion(eventId);
 }
 
 void StorageManager::getScoreSuggestion(std::int64_t eventId, ScoreSuggestionHandler handler) {
   dataManager_->getScoreSuggestion(
-      eventId, passOnce(std::optional<MOEventScoreSuggestion>{}, std::move(handler)));
+      eventId, passOnce(ReadResult<std::optional<MOEventScoreSuggestion>>{}, std::move(handler)));
 }
 
 std::future<bool> StorageManager::deleteScoreSuggestionsOlderThan7Days() {
@@ -268,12 +274,13 @@ void StorageManager::saveRecentSearch(std::int64_t id, const std::string& type,
   dataManager_->saveRecentSearch(id, type, searchEntity, passOnce(false, std::move(handler)));
 }
 
-std::future<std::vector<MORecentSearch>> StorageManager::getRecentSearches() {
+std::future<ReadResult<std::vector<MORecentSearch>>> StorageManager::getRecentSearches() {
   return dataManager_->getRecentSearches();
 }
 
 void StorageManager::getRecentSearches(RecentSearchesHandler handler) {
-  dataManager_->getRecentSearches(passOnce(std::vector<MORecentSearch>{}, std::move(handler)));
+  dataManager_->getRecentSearches(
+      passOnce(ReadResult<std::vector<MORecentSearch>>{}, std::move(handler)));
 }
 
 std::future<bool> StorageManager::deleteRecentSearch(std::int64_t id, const std::string& type) {
@@ -304,14 +311,14 @@ void StorageManager::savePlayerValueVote(std::int64_t playerId, bool isValueHigh
                                     passOnce(false, std::move(handler)));
 }
 
-std::future<std::optional<MOPlayerValueUserVote>> StorageManager::getPlayerValueVote(
+std::future<ReadResult<std::optional<MOPlayerValueUserVote>>> StorageManager::getPlayerValueVote(
     std::int64_t playerId) {
   return dataManager_->getPlayerValueVote(playerId);
 }
 
 void StorageManager::getPlayerValueVote(std::int64_t playerId, PlayerValueVoteHandler handler) {
   dataManager_->getPlayerValueVote(
-      playerId, passOnce(std::optional<MOPlayerValueUserVote>{}, std::move(handler)));
+      playerId, passOnce(ReadResult<std::optional<MOPlayerValueUserVote>>{}, std::move(handler)));
 }
 
 std::future<bool> StorageManager::markNewsItemAsRead(const std::string& id) {
@@ -322,12 +329,12 @@ void StorageManager::markNewsItemAsRead(const std::string& id, BoolHandler handl
   dataManager_->markNewsItemAsRead(id, passOnce(false, std::move(handler)));
 }
 
-std::future<bool> StorageManager::isNewsItemRead(const std::string& id) {
+std::future<ReadResult<bool>> StorageManager::isNewsItemRead(const std::string& id) {
   return dataManager_->isNewsItemRead(id);
 }
 
-void StorageManager::isNewsItemRead(const std::string& id, BoolHandler handler) {
-  dataManager_->isNewsItemRead(id, passOnce(false, std::move(handler)));
+void StorageManager::isNewsItemRead(const std::string& id, ReadFlagHandler handler) {
+  dataManager_->isNewsItemRead(id, passOnce(ReadResult<bool>{}, std::move(handler)));
 }
 
 }  // namespace kestrel
