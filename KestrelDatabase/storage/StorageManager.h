@@ -434,16 +434,17 @@ class StorageManager : public std::enable_shared_from_this<StorageManager> {
       std::function<void(ReadResult<std::vector<model::UnsavedVote>> votes)>;
 
   /// Puts the value into the vote cache at once, then saves the vote
-  /// (replacing the value and add flag of a stored one). After the save the
-  /// cache is re-read when it failed, or when the cache does not show the
-  /// value (its own read, in flight when the value was put, replaced it).
+  /// (replacing the value and add flag of a stored one). Once saved, the
+  /// value is put into the cache again, in the store's order (so that a
+  /// read answered before the save, or another vote saved first, does not
+  /// stay); a failed save re-reads the cache.
   [[nodiscard]] std::future<bool> save(model::NMEventVoteValue vote, model::NMEventVoteType type,
                                        std::int64_t eventId, std::int64_t eventTimestamp,
                                        bool isAddSuccessful);
   void save(model::NMEventVoteValue vote, model::NMEventVoteType type, std::int64_t eventId,
             std::int64_t eventTimestamp, bool isAddSuccessful, BoolHandler handler);
   /// Puts the new value into the vote cache at once, then edits the stored
-  /// vote (false when there is none). The cache is re-read after it as
+  /// vote (false when there is none). The cache is updated after it as
   /// after save().
   [[nodiscard]] std::future<bool> edit(model::NMEventVoteValue vote, model::NMEventVoteType type,
                                        std::int64_t eventId, bool isEditSuccessful);
@@ -549,7 +550,8 @@ class StorageManager : public std::enable_shared_from_this<StorageManager> {
   /// Follows the unique stage; it enters the cache on success.
   [[nodiscard]] std::future<bool> followUniqueStage(std::int64_t id);
   void followUniqueStage(std::int64_t id, BoolHandler handler);
-  /// Unfollows it; it leaves the cache first.
+  /// Unfollows it; it leaves the cache first, and again once the store has
+  /// applied the unfollow (a follow applied before it may have put it back).
   [[nodiscard]] std::future<bool> unfollowUniqueStage(std::int64_t id);
   void unfollowUniqueStage(std::int64_t id, BoolHandler handler);
   /// Unfollows every unique stage; the store re-reads the cache after it.
@@ -615,8 +617,9 @@ class StorageManager : public std::enable_shared_from_this<StorageManager> {
   void leaveStageCacheUnlessInWindow(const model::Stage& stage);
   // The IDs of the event rows an unfollow's cascade deletes, read first.
   IDSet eventsOwnedBy(const std::string& ownedEventsQuery) const;
-  // The handler given to the store by a vote save or edit: it re-reads the
-  // vote cache when the write failed or the cache does not show its value.
+  // The handler given to the store by a vote save or edit: it puts the
+  // value into the vote cache again once saved, or re-reads the cache when
+  // the write failed.
   BoolHandler afterVoteWrite(model::NMEventVoteValue vote, model::NMEventVoteType type,
                              std::int64_t eventId, BoolHandler handler);
   // Registers the store-change handler with the DataManager (weakly held).

@@ -1,8 +1,12 @@
 // The facade's object-store operations: votes (with the vote cache updated
 // first), watched highlights and followed unique stages (with their caches),
 // and the records without a cache, passed through to DataManager. Every
-// handler runs exactly once, also when the store drops an operation it
-// cannot finish; a write that failed re-reads the cache it touched.
+// handler runs exactly once, after the store's save, also when the store
+// drops an operation it cannot finish. A write's cache update runs in its
+// completion, which DataManager calls in the order the store applied the
+// writes, so the caches take the changes in that order too: whatever the
+// callers' threads, a late change never undoes a later one. A write that
+// failed re-reads the cache it touched.
 #include <KestrelDatabase/caches/DBCacheHighlights.h>
 #include <KestrelDatabase/caches/DBCacheUniqueStage.h>
 #include <KestrelDatabase/caches/DBCacheVote.h>
@@ -75,12 +79,15 @@ StorageManager::BoolHandler StorageManager::afterVoteWrite(model::NMEventVoteVal
   return exactlyOnce(false, [weak = weak_from_this(), key = voteCacheKey(eventId, type),
                              value = valueText(vote), handler = std::move(handler)](bool ok) {
     if (const auto self = weak.lock()) {
-      // The value put into the cache at the start is lost when the cache's
-      // own read was in flight then (after creation, reInit() or a purge):
-      // that read, sent before the write, answers without it. A write that
-      // failed, or whose value the cache does not show, re-reads the cache,
-      // after the write.
-      if (!ok || self->cacheVote_->getObjectForKey(key) != value) reload(*self->cacheVote_);
+      // The value put in at the start may since have been replaced: by the
+      // answer of a read sent before this write, or by another thread's
+      // vote the store applied first. Put in again in the store's order, it
+      // ends as the store holds it; a write that failed re-reads the cache.
+      if (ok) {
+        self->cacheVote_->cacheObject(value, key);
+      } else {
+        reload(*self->cacheVote_);
+      }
     }
     deliver(handler, ok);
   });
@@ -206,11 +213,17 @@ std::future<bool> StorageManager::unfollowUniqueStage(std::int64_t id) {
 }
 
 void StorageManager::unfollowUniqueStage(std::int64_t id, BoolHandler handler) {
+  // Out of memory at once, and again in the store's order: a follow the
+  // store applies before this unfollow puts the ID back in meanwhile.
   cacheUniqueStage_->removeIDFromCache(id);
   dataManager_->unfollowUniqueStage(
-      id, exactlyOnce(false, [weak = weak_from_this(), handler](bool ok) {
-        if (!ok) {
-          if (const auto self = weak.lock()) reload(*self->cacheUniqueStage_);
+      id, exactlyOnce(false, [weak = weak_from_this(), id, handler](bool ok) {
+        if (const auto self = weak.lock()) {
+          if (ok) {
+            self->cacheUniqueStage_->removeIDFromCache(id);
+          } else {
+            reload(*self->cacheUniqueStage_);
+          }
         }
         deliver(handler, ok);
       }));
