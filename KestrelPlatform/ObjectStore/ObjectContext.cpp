@@ -4,6 +4,8 @@
 #include <KestrelPlatform/ObjectStore/SqliteStore.h>
 #include <KestrelPlatform/ObjectStore/StoreCoordinator.h>
 
+#include <algorithm>
+
 namespace kestrel::platform {
 namespace {
 
@@ -115,42 +117,46 @@ std::optional<StoreError> ObjectContext::deleteObject(const std::shared_ptr<Mana
     log("Object store: %s", error.fullDescription().c_str());
     return error;
   }
-  if (object->isDeleted()) return std::nullopt;
-  // Every related object is fetched before anything changes, so that a
-  // fetch that fails leaves the object and its relations as they were.
-  struct Related {
-    const RelationshipDescription* relationship;
-    std::optional<std::size_t> link;
-    std::vector<std::shared_ptr<ManagedObject>> members;
-  };
-  std::vector<Related> related;
+  // Everything the delete rules reach is fetched before anything changes,
+  // so that a fetch that fails leaves every object as it was.
+  DeletionPlan plan;
+  if (auto error = planDeletion(object, plan)) return error;
+  for (const auto& [member, link] : plan.nullified) member->setValueAt(link, ObjectValue::null());
+  std::lock_guard lock(*lock_);
+  for (const auto& doomed : plan.deleted) {
+    const ObjectID id = doomed->objectID();
+    if (doomed->state_ == ManagedObject::State::inserted) {
+      changed_.erase(id);
+    } else {
+      changed_[id] = doomed;
+    }
+    doomed->state_ = ManagedObject::State::deleted;
+    registered_.erase(id);
+  }
+  changeCount_ = changed_.size();
+  return std::nullopt;
+}
+
+std::optional<StoreError> ObjectContext::planDeletion(const std::shared_ptr<ManagedObject>& object,
+                                                      DeletionPlan& plan) {
+  if (object->isDeleted() ||
+      std::find(plan.deleted.begin(), plan.deleted.end(), object) != plan.deleted.end()) {
+    return std::nullopt;
+  }
+  plan.deleted.push_back(object);
   for (const auto& relationship : object->entity().relationships()) {
-    const auto destination = entityForName(relationship.destinationEntity);
     FetchResult members = relatedObjects(*object, relationship);
     if (members.error) return members.error;
-    related.push_back({&relationship,
-                       destination ? destination->attributeIndex(relationship.linkAttribute) : std::nullopt,
-                       std::move(members.objects)});
-  }
-  for (const Related& relation : related) {
-    for (const auto& member : relation.members) {
-      if (relation.relationship->deleteRule == DeleteRule::cascade) {
-        if (auto error = deleteObject(member)) return error;
-      } else if (relation.link) {
-        member->setValueAt(*relation.link, ObjectValue::null());
+    const auto destination = entityForName(relationship.destinationEntity);
+    const auto link = destination ? destination->attributeIndex(relationship.linkAttribute) : std::nullopt;
+    for (const auto& member : members.objects) {
+      if (relationship.deleteRule == DeleteRule::cascade) {
+        if (auto error = planDeletion(member, plan)) return error;
+      } else if (link) {
+        plan.nullified.emplace_back(member, *link);
       }
     }
   }
-  std::lock_guard lock(*lock_);
-  const ObjectID id = object->objectID();
-  if (object->state_ == ManagedObject::State::inserted) {
-    changed_.erase(id);
-  } else {
-    changed_[id] = object;
-  }
-  object->state_ = ManagedObject::State::deleted;
-  registered_.erase(id);
-  changeCount_ = changed_.size();
   return std::nullopt;
 }
 

@@ -40,6 +40,7 @@
 #include <span>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 namespace kestrel::platform {
@@ -124,6 +125,13 @@ class ObjectContext : public std::enable_shared_from_this<ObjectContext> {
   // Called by ManagedObject with *lock_ held.
   void noteChangeLocked(std::shared_ptr<ManagedObject> object);
   FetchResult relatedObjects(const ManagedObject& owner, const RelationshipDescription& relationship);
+  // What a delete changes: the objects to delete (the cascades followed)
+  // and the members whose link to nullify, with its attribute position.
+  struct DeletionPlan {
+    std::vector<std::shared_ptr<ManagedObject>> deleted;
+    std::vector<std::pair<std::shared_ptr<ManagedObject>, std::size_t>> nullified;
+  };
+  std::optional<StoreError> planDeletion(const std::shared_ptr<ManagedObject>& object, DeletionPlan& plan);
 
   // Visits the matching records' keys and values (`columns` null: every
   // attribute, otherwise just those), then sets the entity and store.
