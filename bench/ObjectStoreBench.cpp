@@ -180,8 +180,8 @@ void BM_DataManager_FetchVote(benchmark::State& state) {
   std::int64_t found = 0;
   for (auto _ : state) {
     const std::int64_t eventId = voteForIteration(iteration++, rows);
-    manager.fetchVote(eventId, kType, [&](std::optional<MOVote> vote) {
-      if (vote && vote->eventId() == eventId) ++found;
+    manager.fetchVote(eventId, kType, [&](ReadResult<std::optional<MOVote>> vote) {
+      if (vote && *vote && (*vote)->eventId() == eventId) ++found;
       benchmark::DoNotOptimize(vote);
     });
   }

@@ -12,7 +12,7 @@ DBCacheStoreIDs::DBCacheStoreIDs(const char* name, WeakQueue queue,
 void DBCacheStoreIDs::fill() {
   if (auto answer = delivery_->take()) setIDs(std::move(*answer));
   if (IDs()) return;
-  (*dataManager_.*read_)([delivery = delivery_](std::optional<DataManager::IDSet> ids) {
+  (*dataManager_.*read_)([delivery = delivery_](ReadResult<DataManager::IDSet> ids) {
     if (ids) delivery->deliver(std::move(*ids));
   });
 }

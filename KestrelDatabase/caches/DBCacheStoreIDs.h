@@ -3,8 +3,9 @@
 // cache's read to DataManager and returns; the answer arrives on the store's
 // thread and is installed before the cache's next operation looks at it
 // (StoreDelivery). Until the store has answered, the IDs stay absent (getIDs()
-// gives the empty set) and every operation sends a further request. An
-// answer of nothing (the store could not be read) changes nothing.
+// gives the empty set) and every operation sends a further request. A read
+// that failed (the store could not be read) changes nothing: what the cache
+// holds stays, and an absent set asks again at the next operation.
 //
 // Thread-safety and ownership: as DBCacheAbstract; the cache holds its
 // DataManager.

@@ -13,7 +13,7 @@ void DBCacheVote::fill() {
   if (auto answer = delivery_->take()) setDictionary(std::move(*answer));
   if (dictionary() || objects()) return;
   dataManager_->getVotesForCache(
-      [delivery = delivery_](std::optional<DataManager::VoteDictionary> votes) {
+      [delivery = delivery_](ReadResult<DataManager::VoteDictionary> votes) {
         if (votes) delivery->deliver(std::move(*votes));
       });
 }

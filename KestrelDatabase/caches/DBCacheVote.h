@@ -8,9 +8,10 @@
 // store's thread and is installed before the cache's next operation looks at
 // it (StoreDelivery). Until the store has answered, the dictionary stays
 // absent, getObjectForKey() answers nothing and every operation sends a
-// further request. An answer of nothing (the store could not be read)
-// changes nothing. The fill looks at the objects too, which this cache never
-// fills, so the dictionary alone decides.
+// further request. A read that failed (the store could not be read)
+// changes nothing: what the cache holds stays, and an absent dictionary asks
+// again at the next operation. The fill looks at the objects too, which this
+// cache never fills, so the dictionary alone decides.
 //
 // Thread-safety and ownership: as DBCacheAbstract; the cache holds its
 // DataManager.

@@ -9,7 +9,11 @@
 // while waiting for anything, and the cache takes it at the start of its
 // next operation, under its own lock. To every caller the container appears
 // as soon as the store has answered: each operation takes a delivered
-// answer before it looks at the container.
+// answer before it looks at the container. The facade changes these caches
+// in the completions of the store's writes, which come in the order the
+// store applied them, on the same queue as the reads; so an answer is
+// always taken before the change of any write the store applied after the
+// read, and never overwrites it.
 //
 // Thread-safety: deliver() from any thread; take() and discard() under the
 // cache's lock. The pending flag is read first, so an operation with nothing

@@ -58,12 +58,19 @@ std::shared_ptr<DataManager> DataManager::create(Configuration configuration) {
   auto container =
       platform::PersistentContainer::create(kDataModelName, std::move(model), std::move(directory));
   container->setMigrationPolicy(VoteV2Mapping::kName, std::make_shared<VoteV2Mapping>());
-  if (!configuration.migrateAutomatically) {
-    platform::StoreDescription description;
-    description.setShouldMigrateStoreAutomatically(false);
-    container->setPersistentStoreDescriptions({description});
-  }
-  return std::shared_ptr<DataManager>(new DataManager(std::move(configuration), std::move(container)));
+  auto manager =
+      std::shared_ptr<DataManager>(new DataManager(std::move(configuration), std::move(container)));
+  manager->container_->setPersistentStoreDescriptions(
+      {manager->storeDescription(manager->configuration_.migrateAutomatically)});
+  return manager;
+}
+
+platform::StoreDescription DataManager::storeDescription(bool migrate) const {
+  platform::StoreDescription description;
+  description.setShouldMigrateStoreAutomatically(migrate);
+  description.setShouldInferMappingModelAutomatically(true);
+  description.busyTimeout = configuration_.busyTimeout;
+  return description;
 }
 
 std::filesystem::path DataManager::storePath(const std::filesystem::path& home) {
@@ -126,10 +133,7 @@ std::optional<StoreError> DataManager::loadStackLocked() {
   if (failure) return failure;
   // Later loads of this container (the one after clearData) load the store
   // as it is: no automatic migration.
-  platform::StoreDescription description;
-  description.setShouldMigrateStoreAutomatically(false);
-  description.setShouldInferMappingModelAutomatically(true);
-  container_->setPersistentStoreDescriptions({description});
+  container_->setPersistentStoreDescriptions({storeDescription(false)});
   auto background = ObjectContext::create(ObjectContext::ConcurrencyType::privateQueue);
   background->setParent(container_->viewContext());
   std::lock_guard lock(mutex_);
@@ -186,22 +190,35 @@ void DataManager::saveContext(std::shared_ptr<Context> background, Block complet
                        mainContextBlock = std::move(mainContextBlock)] {
     if (completionBlock) completionBlock();
     const auto self = weak.lock();
-    if (!self || !background->hasChanges()) {
+    if (!self) {
       if (mainContextBlock) mainContextBlock();
       return;
     }
-    if (const auto error = background->save()) {
-      printError(*error);
-      background->rollback();
-      return;
-    }
-    self->saveMainContext({}, mainContextBlock);
+    self->saveBoth(*background, mainContextBlock);
   });
 }
 
+bool DataManager::saveBoth(Context& background, const Block& afterSave) {
+  if (!background.hasChanges()) {
+    if (afterSave) afterSave();
+    return true;
+  }
+  if (const auto error = background.save()) {
+    printError(*error);
+    background.rollback();
+    return false;
+  }
+  return saveMain({}, afterSave);
+}
+
 void DataManager::saveMainContext(Block blockBeforeSave, Block blockAfterSave) {
+  saveMain(blockBeforeSave, blockAfterSave);
+}
+
+bool DataManager::saveMain(const Block& blockBeforeSave, const Block& blockAfterSave) {
   const auto main = mainContext();
-  if (!main) return;
+  if (!main) return false;
+  bool saved = false;
   main->performAndWait([&] {
     if (blockBeforeSave) blockBeforeSave();
     if (const auto error = main->save()) {
@@ -209,8 +226,10 @@ void DataManager::saveMainContext(Block blockBeforeSave, Block blockAfterSave) {
       main->rollback();
       return;
     }
+    saved = true;
     if (blockAfterSave) blockAfterSave();
   });
+  return saved;
 }
 
 void DataManager::migrateData() { initializeIfNeeded({}); }
@@ -262,29 +281,42 @@ void DataManager::onBackground(Work work, bool queued) {
   });
 }
 
-void DataManager::change(Work change, Block mainContextBlock) {
-  initializeIfNeeded([weak = weak_from_this(), change = std::move(change),
-                      mainContextBlock = std::move(mainContextBlock)] {
+void DataManager::write(Change change, BoolCompletion done, std::optional<StoreChange> notice) {
+  done = calledOnce(false, std::move(done));
+  initializeIfNeeded([weak = weak_from_this(), change = std::move(change), done, notice] {
     const auto self = weak.lock();
     const auto background = self ? self->backgroundContext() : nullptr;
-    if (!background) return;
-    self->saveContext(
-        background,
-        [weak, background, change] {
-          if (const auto manager = weak.lock()) change(*manager, *background);
-        },
-        mainContextBlock);
+    if (!background) return;  // `done` hears false when this block goes
+    // The fetch, the change and both saves in one block: no other write can
+    // come between them, and each write's completion has run before the
+    // next write starts.
+    background->perform([weak, background, change, done, notice] {
+      const auto manager = weak.lock();
+      if (!manager) return;
+      if (!change(*manager, *background)) {
+        background->rollback();
+        done(false);
+        return;
+      }
+      const bool saved = manager->saveBoth(*background, [&] {
+        if (notice) manager->notify(*notice);
+        done(true);
+      });
+      if (!saved) done(false);
+    });
   });
 }
 
-DataManager::Objects DataManager::fetch(Context& context, const char* entity,
-                                        std::optional<platform::Predicate> predicate,
-                                        std::size_t limit) const {
+ReadResult<DataManager::Objects> DataManager::fetch(Context& context, const char* entity,
+                                                    std::optional<platform::Predicate> predicate,
+                                                    std::size_t limit) const {
   entityForName(entity);
   platform::FetchRequest request(entity);
   request.predicate = std::move(predicate);
   request.limit = limit;
-  return context.execute(request).objects;  // a failure is logged and fetches nothing
+  platform::FetchResult result = context.execute(request);  // a failure is logged there
+  if (result.error) return std::nullopt;
+  return std::move(result.objects);
 }
 
 bool DataManager::enumerate(Context& context, const char* entity, std::vector<std::string> properties,
@@ -295,10 +327,11 @@ bool DataManager::enumerate(Context& context, const char* entity, std::vector<st
   return !context.enumerate(request, visit);  // a failure is logged
 }
 
-std::shared_ptr<platform::ManagedObject> DataManager::first(Context& context, const char* entity,
-                                                            platform::Predicate predicate) const {
-  Objects found = fetch(context, entity, std::move(predicate), 1);
-  return found.empty() ? nullptr : std::move(found.front());
+ReadResult<std::shared_ptr<platform::ManagedObject>> DataManager::first(
+    Context& context, const char* entity, platform::Predicate predicate) const {
+  ReadResult<Objects> found = fetch(context, entity, std::move(predicate), 1);
+  if (!found) return std::nullopt;
+  return found->empty() ? nullptr : std::move(found->front());
 }
 
 std::shared_ptr<platform::ManagedObject> DataManager::insert(Context& context, const char* entity) const {
@@ -306,55 +339,63 @@ std::shared_ptr<platform::ManagedObject> DataManager::insert(Context& context, c
   return context.insertNewObject(entity);
 }
 
-void DataManager::deleteObjects(const Objects& objects) {
+bool DataManager::deleteObjects(const Objects& objects) {
   for (const auto& object : objects) {
-    if (const auto context = object->context()) context->deleteObject(object);
+    const auto context = object->context();
+    if (!context || context->deleteObject(object)) return false;
   }
+  return true;
 }
 
-void DataManager::deleteAll(Context& context, Objects objects, std::optional<StoreChange> change,
-                            BoolCompletion completion) {
-  saveContext(context.shared_from_this(), [objects = std::move(objects)] { deleteObjects(objects); },
-              [weak = weak_from_this(), change, completion = std::move(completion)] {
-                if (const auto self = weak.lock(); self && change) self->notify(*change);
-                if (completion) completion(true);
-              });
-}
-
-void DataManager::deleteAll(Context& context, const char* entity, std::optional<StoreChange> change,
-                            BoolCompletion completion) {
-  deleteAll(context, fetch(context, entity), change, std::move(completion));
+void DataManager::deleteEvery(const char* entity, std::optional<StoreChange> notice,
+                              BoolCompletion completion) {
+  write(
+      [entity](DataManager& self, Context& background) {
+        const ReadResult<Objects> all = self.fetch(background, entity);
+        return all && deleteObjects(*all);
+      },
+      std::move(completion), notice);
 }
 
 void DataManager::readIDs(const char* entity, IDSetCompletion completion) {
+  completion = calledOnce<ReadResult<IDSet>>(std::nullopt, std::move(completion));
   onBackground(
-      [entity, completion = std::move(completion)](DataManager& self, Context& background) {
+      [entity, completion](DataManager& self, Context& background) {
         IDSet ids;
         const bool read = self.enumerate(background, entity, {"id"},
                                          [&](std::int64_t, std::span<platform::ObjectValue> values) {
                                            if (const std::int64_t* id = values[0].integer()) ids.insert(*id);
                                          });
-        if (!completion) return;
-        completion(read ? std::optional<IDSet>(std::move(ids)) : std::nullopt);
+        completion(read ? ReadResult<IDSet>(std::move(ids)) : std::nullopt);
       },
       /*queued=*/true);
 }
 
 void DataManager::purgeOld(const char* entity, const char* attribute, std::int64_t age,
-                           bool dryRun, std::optional<StoreChange> change,
+                           bool dryRun, std::optional<StoreChange> notice,
                            std::function<void(const Objects& old)> selected, BoolCompletion done) {
   const std::int64_t limit = now() - age;
-  onBackground([=](DataManager& self, Context& background) {
-    // Not 0 (never set), and older than the age: now - value > age.
-    const std::string format = std::string(attribute) + " != 0 AND " + attribute + " < %@";
-    Objects old = self.fetch(background, entity, platform::Predicate::withFormat(format, {limit}));
-    if (selected) selected(old);
-    if (dryRun) {
-      if (done) done(true);
-      return;
-    }
-    self.deleteAll(background, std::move(old), change, done);
-  });
+  // Not 0 (never set), and older than the age: now - value > age.
+  const std::string format = std::string(attribute) + " != 0 AND " + attribute + " < %@";
+  const auto select = [entity, format, limit, selected](DataManager& self, Context& background) {
+    const ReadResult<Objects> old =
+        self.fetch(background, entity, platform::Predicate::withFormat(format, {limit}));
+    if (old && selected) selected(*old);
+    return old;
+  };
+  if (dryRun) {
+    done = calledOnce(false, std::move(done));
+    onBackground([select, done](DataManager& self, Context& background) {
+      done(select(self, background).has_value());
+    });
+    return;
+  }
+  write(
+      [select](DataManager& self, Context& background) {
+        const ReadResult<Objects> old = select(self, background);
+        return old && deleteObjects(*old);
+      },
+      std::move(done), notice);
 }
 
 // ---- For the tool ------------------------------------------------------------------------
@@ -386,6 +427,7 @@ std::future<PurgeReport<DuplicateVoteKey>> DataManager::purgeVotesOlderThan90Day
       },
       [report, resolve = std::move(resolve)](bool succeeded) {
         report->succeeded = succeeded;
+        if (!succeeded) report->records.clear();
         resolve(*report);
       });
   return std::move(future);
@@ -402,6 +444,7 @@ std::future<PurgeReport<std::int64_t>> DataManager::purgeHighlightsOlderThan7Day
       },
       [report, resolve = std::move(resolve)](bool succeeded) {
         report->succeeded = succeeded;
+        if (!succeeded) report->records.clear();
         resolve(*report);
       });
   return std::move(future);

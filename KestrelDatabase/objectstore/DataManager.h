@@ -15,25 +15,43 @@
 // "CoreData error -> " followed by the error and its details, and the
 // failed changes are discarded so that later saves are not held up.
 //
+// Acknowledged means durable. A write (every save, edit, mark, follow,
+// delete and purge) runs as one block on the background queue: its fetch,
+// its change and both saves, in the order the writes were called. Its
+// completion runs once that save has reached the store file, with true;
+// with false when the store did not load, a fetch it needed failed, the
+// record to change is not there, or a save failed. A fetch that fails (the
+// file locked by another connection past the busy wait, unreadable) is
+// never taken for "no such record": the write changes nothing and reports
+// false, and a delete or purge then sends no change notice. This departs
+// from the first design on purpose: there, editVote, markAsAdded and
+// markAsEdited reported true just before their save, and a save that failed
+// never called its completion at all.
+//
 // Completion forms and futures. Each record operation exists with a
-// completion block and, as an overload without it, with a std::future that
-// always becomes ready: when the operation cannot finish (the store does
-// not load, the save fails, the manager is gone) the future receives the
-// failure value (false, nothing, empty) while the completion form simply
-// never calls its block. Completions run on the background context's
-// queue, or, for those that wait for the save, on the main queue inside the
-// main context's save. Fetches run at once on the calling thread (holding
-// the background queue) unless the caller is on the main queue, where they
-// are queued so that the main queue never waits for the background queue;
-// the ...ForCache reads are always queued, because caches call them while
-// holding their locks. Do not wait on one of the futures from the main
-// queue: the saves need it.
+// completion block and, as an overload without it, with a std::future.
+// Every completion runs exactly once, on every path: with the failure value
+// (false, or std::nullopt for a read) when the operation cannot finish (the
+// store does not load, the manager is gone). Reads deliver ReadResult
+// (KestrelDatabase/sql/ReadResult.h): std::nullopt when the read failed
+// (logged once, by the context), an empty value when it found nothing; a
+// read of one record delivers ReadResult<std::optional<Record>>.
+// Completions of writes run on the main queue inside the main context's
+// save (or on the background queue when nothing needed saving or the write
+// failed); every write's completion has run before the next write's block
+// starts, so completions come in the order the store applied the writes.
+// Reads run at once on the calling thread (holding the background queue)
+// unless the caller is on the main queue, where they are queued so that
+// the main queue never waits for the background queue; the ...ForCache
+// reads are always queued, because caches call them while holding their
+// locks. Do not wait on one of the futures from the main queue: the saves
+// need it.
 //
 // Cache refreshes. Operations whose effect on the facade's in-memory caches
 // cannot be foreseen by the facade (the vote and highlight purges, deleting
-// all votes or unique stages) report it, in their main-context block, to
-// the handler set with setStoreChangeHandler(). The facade sets it once;
-// DataManager knows nothing of the caches.
+// all votes or unique stages, fixing duplicate votes) report it, in their
+// main-context block, to the handler set with setStoreChangeHandler(). The
+// facade sets it once; DataManager knows nothing of the caches.
 //
 // Thread-safety: every member may be called from any thread.
 // Ownership: shared. shared() is created once and never released;
@@ -53,10 +71,12 @@
 #include <KestrelDatabase/objectstore/MORecentSearch.h>
 #include <KestrelDatabase/objectstore/MOUniqueStage.h>
 #include <KestrelDatabase/objectstore/MOVote.h>
+#include <KestrelDatabase/sql/ReadResult.h>
 #include <KestrelPlatform/ObjectStore/ObjectContext.h>
 #include <KestrelPlatform/ObjectStore/PersistentContainer.h>
 #include <KestrelPlatform/ObjectStore/StoreInspector.h>
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <functional>
@@ -75,7 +95,8 @@ namespace kestrel {
 /// What a purge removed (or, as a dry run, would remove).
 template <class Key>
 struct PurgeReport {
-  /// False when the store could not be loaded or the save failed.
+  /// False when the store could not be loaded, or the fetch or the save failed
+  /// (the records are then empty).
   bool succeeded = false;
   std::vector<Key> records;
 };
@@ -108,6 +129,9 @@ class DataManager : public std::enable_shared_from_this<DataManager> {
     /// (migrationRequired) instead of being migrated, for runs that must
     /// change nothing (a tool's dry run).
     bool migrateAutomatically = true;
+    /// How long a statement of the store waits for a lock that another
+    /// connection holds before it fails (tests shorten it).
+    std::chrono::milliseconds busyTimeout{5000};
   };
 
   /// The single instance, created on first use. Does not load the store.
@@ -179,54 +203,56 @@ class DataManager : public std::enable_shared_from_this<DataManager> {
   using StoreChangeHandler = std::function<void(StoreChange change)>;
 
   /// Called in the main-context block of the operations that change a kind
-  /// of record wholesale: votes by deleteVotesOlderThan90Days() and
-  /// deleteVotes(), highlights by deleteHiglightsOlderThan7Days(), unique
-  /// stages by deleteUniqueStages(). It runs on the main queue inside the
-  /// main context's save (or on the background queue when nothing needed
-  /// saving); it may call DataManager again but must not wait for it.
+  /// of record wholesale, once their save has succeeded: votes by
+  /// deleteVotesOlderThan90Days(), deleteVotes() and fixDuplicateVotes(),
+  /// highlights by deleteHiglightsOlderThan7Days(), unique stages by
+  /// deleteUniqueStages(). It runs on the main queue inside the main
+  /// context's save (or on the background queue when nothing needed
+  /// saving), before the operation's completion; it may call DataManager
+  /// again but must not wait for it. A failed operation sends nothing.
   void setStoreChangeHandler(StoreChangeHandler handler);
 
   // ---- Votes -------------------------------------------------------------------
 
   using BoolCompletion = std::function<void(bool success)>;
-  using VoteCompletion = std::function<void(std::optional<MOVote> vote)>;
-  using VotesCompletion = std::function<void(std::vector<MOVote> votes)>;
+  using VoteCompletion = std::function<void(ReadResult<std::optional<MOVote>> vote)>;
+  using VotesCompletion = std::function<void(ReadResult<std::vector<MOVote>> votes)>;
   /// Cache key ("<eventId>-<type>") to vote value text.
   using VoteDictionary = std::unordered_map<std::string, std::string>;
-  using VoteDictionaryCompletion = std::function<void(std::optional<VoteDictionary> votes)>;
+  using VoteDictionaryCompletion = std::function<void(ReadResult<VoteDictionary> votes)>;
   using IDSet = std::unordered_set<std::int64_t>;
-  using IDSetCompletion = std::function<void(std::optional<IDSet> ids)>;
+  using IDSetCompletion = std::function<void(ReadResult<IDSet> ids)>;
 
   /// Replaces `vote` and `isAddSuccessful` of the vote stored for (eventId,
-  /// type), or stores a new one with the timestamp. Completes with true
-  /// after the save.
+  /// type), or stores a new one with the timestamp. Completes after the save.
   void saveVote(std::int64_t eventId, std::int64_t timestamp, const std::string& type,
                 const std::string& vote, bool isAddSuccessful, BoolCompletion completion);
   std::future<bool> saveVote(std::int64_t eventId, std::int64_t timestamp, const std::string& type,
                              const std::string& vote, bool isAddSuccessful);
   /// Keeps the old value as previousVote and sets the new one and the edit
-  /// flag. Completes with false when there is no such vote, otherwise with
-  /// true just before the save.
+  /// flag. False when there is no such vote. The completion runs after the
+  /// save has reached the file, not just before the save.
   void editVote(std::int64_t eventId, const std::string& type, const std::string& vote,
                 bool isEditSuccessful, BoolCompletion completion);
   std::future<bool> editVote(std::int64_t eventId, const std::string& type,
                              const std::string& vote, bool isEditSuccessful);
   /// Sets isAddSuccessful (isEditSuccessful) to true; false when there is no
-  /// such vote, otherwise true just before the save.
+  /// such vote. The completion runs after the save has reached the file,
+  /// not just before the save.
   void markAsAdded(std::int64_t eventId, const std::string& type, BoolCompletion completion);
   std::future<bool> markAsAdded(std::int64_t eventId, const std::string& type);
   void markAsEdited(std::int64_t eventId, const std::string& type, BoolCompletion completion);
   std::future<bool> markAsEdited(std::int64_t eventId, const std::string& type);
-  /// The value text of the vote for (eventId, type), read at once.
-  std::optional<std::string> getVoteForEvent(std::int64_t eventId, const std::string& type);
+  /// The value text of the vote for (eventId, type), read at once: an empty
+  /// inner value when there is no such vote (or it has no value).
+  ReadResult<std::optional<std::string>> getVoteForEvent(std::int64_t eventId, const std::string& type);
   /// The votes not yet accepted (first submission or last edit) whose event
   /// starts now or later (now truncated to whole seconds).
   void getUnsuccessfulVotesWithCompletion(VotesCompletion completion);
-  std::future<std::vector<MOVote>> getUnsuccessfulVotesWithCompletion();
-  /// Every vote as cache key -> value text (later records win); nothing
-  /// when the store cannot be read.
+  std::future<ReadResult<std::vector<MOVote>>> getUnsuccessfulVotesWithCompletion();
+  /// Every vote as cache key -> value text (later records win).
   void getVotesForCache(VoteDictionaryCompletion completion);
-  std::future<std::optional<VoteDictionary>> getVotesForCache();
+  std::future<ReadResult<VoteDictionary>> getVotesForCache();
   /// Deletes the votes whose event started more than 90 days ago
   /// (eventTimestamp not 0); reports StoreChange::votes, then completes.
   void deleteVotesOlderThan90Days(BoolCompletion completion);
@@ -236,15 +262,17 @@ class DataManager : public std::enable_shared_from_this<DataManager> {
   std::future<bool> deleteVotes();
   /// Keeps one vote per (eventId, type): the first (in store order) with
   /// both flags true, else the first with isAddSuccessful, else the first.
+  /// Reports StoreChange::votes (the kept record may not be the one whose
+  /// value the vote cache showed), then completes.
   void fixDuplicateVotes(BoolCompletion completion);
   std::future<bool> fixDuplicateVotes();
   /// The first vote stored for (eventId, type).
   void fetchVote(std::int64_t eventId, const std::string& type, VoteCompletion completion);
-  std::future<std::optional<MOVote>> fetchVote(std::int64_t eventId, const std::string& type);
+  std::future<ReadResult<std::optional<MOVote>>> fetchVote(std::int64_t eventId, const std::string& type);
 
   // ---- Highlights ----------------------------------------------------------------
 
-  using HighlightCompletion = std::function<void(std::optional<MOHighlight> highlight)>;
+  using HighlightCompletion = std::function<void(ReadResult<std::optional<MOHighlight>> highlight)>;
 
   /// Records that the highlight was watched now, with its URL (one record
   /// per ID, made on first watch).
@@ -253,10 +281,10 @@ class DataManager : public std::enable_shared_from_this<DataManager> {
   std::future<bool> markHighlightWatched(std::int64_t id, const std::optional<std::string>& url,
                                          std::int64_t urlCreated);
   void fetchHighlight(std::int64_t id, HighlightCompletion completion);
-  std::future<std::optional<MOHighlight>> fetchHighlight(std::int64_t id);
-  /// The IDs of every stored highlight; nothing when the store cannot be read.
+  std::future<ReadResult<std::optional<MOHighlight>>> fetchHighlight(std::int64_t id);
+  /// The IDs of every stored highlight.
   void getHighlightsForCacheWithCompletion(IDSetCompletion completion);
-  std::future<std::optional<IDSet>> getHighlightsForCacheWithCompletion();
+  std::future<ReadResult<IDSet>> getHighlightsForCacheWithCompletion();
   /// Deletes the highlights last watched more than 7 days ago (lastWatching
   /// not 0); reports StoreChange::highlights, then completes.
   void deleteHiglightsOlderThan7Days(BoolCompletion completion);
@@ -268,16 +296,17 @@ class DataManager : public std::enable_shared_from_this<DataManager> {
   std::future<bool> followUniqueStage(std::int64_t id);
   void unfollowUniqueStage(std::int64_t id, BoolCompletion completion);
   std::future<bool> unfollowUniqueStage(std::int64_t id);
-  /// The IDs of every followed unique stage; nothing when the store cannot be read.
+  /// The IDs of every followed unique stage.
   void getUniqueStagesForCacheWithCompletion(IDSetCompletion completion);
-  std::future<std::optional<IDSet>> getUniqueStagesForCacheWithCompletion();
+  std::future<ReadResult<IDSet>> getUniqueStagesForCacheWithCompletion();
   /// Unfollows every unique stage; reports StoreChange::uniqueStages.
   void deleteUniqueStages(BoolCompletion completion);
   std::future<bool> deleteUniqueStages();
 
   // ---- Recent searches ---------------------------------------------------------------
 
-  using RecentSearchesCompletion = std::function<void(std::vector<MORecentSearch> searches)>;
+  using RecentSearchesCompletion =
+      std::function<void(ReadResult<std::vector<MORecentSearch>> searches)>;
 
   /// Saves the search of (id, type) with the caller's serialised entity as
   /// the newest one (a search saved before moves to the front); beyond
@@ -288,7 +317,7 @@ class DataManager : public std::enable_shared_from_this<DataManager> {
                                      const platform::Bytes& searchEntity);
   /// Newest first.
   void getRecentSearches(RecentSearchesCompletion completion);
-  std::future<std::vector<MORecentSearch>> getRecentSearches();
+  std::future<ReadResult<std::vector<MORecentSearch>>> getRecentSearches();
   void deleteRecentSearch(std::int64_t id, const std::string& type, BoolCompletion completion);
   std::future<bool> deleteRecentSearch(std::int64_t id, const std::string& type);
   void deleteRecentSearches(BoolCompletion completion);
@@ -297,7 +326,7 @@ class DataManager : public std::enable_shared_from_this<DataManager> {
   // ---- Score suggestions -------------------------------------------------------------
 
   using ScoreSuggestionCompletion =
-      std::function<void(std::optional<MOEventScoreSuggestion> suggestion)>;
+      std::function<void(ReadResult<std::optional<MOEventScoreSuggestion>> suggestion)>;
 
   /// Replaces the event's suggestion (and its items) with this one, made now.
   void saveScoreSuggestion(const std::string& id, std::int64_t eventId,
@@ -306,7 +335,7 @@ class DataManager : public std::enable_shared_from_this<DataManager> {
   std::future<bool> saveScoreSuggestion(const std::string& id, std::int64_t eventId,
                                         const std::vector<MOEventScoreItem::Values>& items);
   void getScoreSuggestion(std::int64_t eventId, ScoreSuggestionCompletion completion);
-  std::future<std::optional<MOEventScoreSuggestion>> getScoreSuggestion(std::int64_t eventId);
+  std::future<ReadResult<std::optional<MOEventScoreSuggestion>>> getScoreSuggestion(std::int64_t eventId);
   /// Deletes the suggestions made more than 7 days ago (timestamp not 0).
   void deleteScoreSuggestionsOlderThan7Days(BoolCompletion completion);
   std::future<bool> deleteScoreSuggestionsOlderThan7Days();
@@ -314,7 +343,7 @@ class DataManager : public std::enable_shared_from_this<DataManager> {
   // ---- Player-value votes ----------------------------------------------------------------
 
   using PlayerValueVoteCompletion =
-      std::function<void(std::optional<MOPlayerValueUserVote> vote)>;
+      std::function<void(ReadResult<std::optional<MOPlayerValueUserVote>> vote)>;
 
   /// One vote per player: a new one replaces the values of the old.
   void savePlayerValueVote(std::int64_t playerId, bool isValueHigher, std::int64_t value,
@@ -322,15 +351,17 @@ class DataManager : public std::enable_shared_from_this<DataManager> {
   std::future<bool> savePlayerValueVote(std::int64_t playerId, bool isValueHigher,
                                         std::int64_t value);
   void getPlayerValueVote(std::int64_t playerId, PlayerValueVoteCompletion completion);
-  std::future<std::optional<MOPlayerValueUserVote>> getPlayerValueVote(std::int64_t playerId);
+  std::future<ReadResult<std::optional<MOPlayerValueUserVote>>> getPlayerValueVote(std::int64_t playerId);
 
   // ---- News items -----------------------------------------------------------------------
 
+  using ReadFlagCompletion = std::function<void(ReadResult<bool> read)>;
+
   void markNewsItemAsRead(const std::string& id, BoolCompletion completion);
   std::future<bool> markNewsItemAsRead(const std::string& id);
-  /// Whether the item was marked read (false when the store cannot be read).
-  void isNewsItemRead(const std::string& id, BoolCompletion completion);
-  std::future<bool> isNewsItemRead(const std::string& id);
+  /// Whether the item was marked read.
+  void isNewsItemRead(const std::string& id, ReadFlagCompletion completion);
+  std::future<ReadResult<bool>> isNewsItemRead(const std::string& id);
 
   // ---- For the tool -----------------------------------------------------------------------
 
@@ -351,6 +382,10 @@ class DataManager : public std::enable_shared_from_this<DataManager> {
   using Context = platform::ObjectContext;
   using Objects = std::vector<std::shared_ptr<platform::ManagedObject>>;
   using Work = std::function<void(DataManager& self, Context& background)>;
+  /// Makes a write's changes on the background context; false when they
+  /// cannot be made (a fetch failed, the record is missing): then nothing
+  /// is saved and the write reports false.
+  using Change = std::function<bool(DataManager& self, Context& background)>;
 
   DataManager(Configuration configuration, std::shared_ptr<platform::PersistentContainer> container);
 
@@ -358,43 +393,54 @@ class DataManager : public std::enable_shared_from_this<DataManager> {
   // Loads the stack unless both contexts exist; the load error, reported.
   std::optional<platform::StoreError> ensureLoaded();
   void reportLoadError(const platform::StoreError& error) const;
+  platform::StoreDescription storeDescription(bool migrate) const;
   static void printError(const platform::StoreError& error);
   void notify(StoreChange change) const;
 
   // Runs the work on the background context once loaded: at once, or
   // queued when `queued` or when called on the main queue.
   void onBackground(Work work, bool queued = false);
-  // saveContext() with `change` as its change block, once loaded.
-  void change(Work change, Block mainContextBlock);
+  // A write: once loaded, one block queued on the background context runs
+  // the change, then both saves; `done` (made to run exactly once, false
+  // when dropped) gets true after the store save, having first sent
+  // `notice`, or false when the change or a save failed.
+  void write(Change change, BoolCompletion done, std::optional<StoreChange> notice = std::nullopt);
   // saveContext() on a given background context (the one its change block uses).
   void saveContext(std::shared_ptr<Context> background, Block completionBlock, Block mainContextBlock);
+  // Inside a block of the background queue: saves the background context
+  // into the main context and the main context to the store, then runs
+  // `afterSave` on the main queue; with nothing to save, `afterSave` runs
+  // at once. False (printed, the changes rolled back) when a save failed.
+  bool saveBoth(Context& background, const Block& afterSave);
+  // saveMainContext() telling whether the save succeeded.
+  bool saveMain(const Block& blockBeforeSave, const Block& blockAfterSave);
 
-  // Inside background blocks.
-  Objects fetch(Context& context, const char* entity,
-                std::optional<platform::Predicate> predicate = std::nullopt,
-                std::size_t limit = 0) const;
+  // Inside background blocks; std::nullopt when the fetch failed (logged).
+  ReadResult<Objects> fetch(Context& context, const char* entity,
+                            std::optional<platform::Predicate> predicate = std::nullopt,
+                            std::size_t limit = 0) const;
   // Streams the properties' values of every record; false when the fetch failed.
   bool enumerate(Context& context, const char* entity, std::vector<std::string> properties,
                  Context::RowVisitor visit) const;
-  std::shared_ptr<platform::ManagedObject> first(Context& context, const char* entity,
-                                                 platform::Predicate predicate) const;
+  // The first match (nullptr for none), or std::nullopt when the fetch failed.
+  ReadResult<std::shared_ptr<platform::ManagedObject>> first(Context& context, const char* entity,
+                                                             platform::Predicate predicate) const;
   std::shared_ptr<platform::ManagedObject> insert(Context& context, const char* entity) const;
-  std::optional<MOVote> findVote(Context& context, std::int64_t eventId, const std::string& type) const;
-  static void deleteObjects(const Objects& objects);
-  // Deletes the objects in one save; the main-context block reports the
-  // change (if any), then completes with true.
-  void deleteAll(Context& context, Objects objects, std::optional<StoreChange> change,
-                 BoolCompletion completion);
-  void deleteAll(Context& context, const char* entity, std::optional<StoreChange> change,
-                 BoolCompletion completion);
+  ReadResult<std::optional<MOVote>> findVote(Context& context, std::int64_t eventId,
+                                             const std::string& type) const;
+  // Marks the objects deleted; false when a cascade's fetch failed.
+  static bool deleteObjects(const Objects& objects);
+  // The write that deletes every record of the entity.
+  void deleteEvery(const char* entity, std::optional<StoreChange> notice, BoolCompletion completion);
 
   void readIDs(const char* entity, IDSetCompletion completion);
   void markVote(std::int64_t eventId, const std::string& type, bool added, BoolCompletion completion);
   // Selects the records whose `attribute` is not 0 and more than `age`
   // seconds before now, hands them to `selected`, and (unless a dry run)
-  // deletes them; `done` gets true after the save.
+  // deletes them; `done` gets true after the save, false when the fetch or
+  // the save failed.
   void purgeOld(const char* entity, const char* attribute, std::int64_t age, bool dryRun,
-                std::optional<StoreChange> change, std::function<void(const Objects& old)> selected,
+                std::optional<StoreChange> notice, std::function<void(const Objects& old)> selected,
                 BoolCompletion done);
   static std::int64_t now();
 

@@ -14,10 +14,12 @@ namespace {
 
 Predicate withID(std::int64_t id) { return Predicate::withFormat("id = %@", {id}); }
 
-DataManager::Block completeWithTrue(DataManager::BoolCompletion completion) {
-  return [completion = std::move(completion)] {
-    if (completion) completion(true);
-  };
+// The record a one-record read found, as its view.
+template <class View>
+ReadResult<std::optional<View>> viewOf(ReadResult<std::shared_ptr<platform::ManagedObject>> found) {
+  if (!found) return std::nullopt;
+  if (!*found) return std::optional<View>();
+  return std::optional<View>(View(std::move(*found)));
 }
 
 }  // namespace
@@ -27,18 +29,20 @@ DataManager::Block completeWithTrue(DataManager::BoolCompletion completion) {
 void DataManager::markHighlightWatched(std::int64_t id, const std::optional<std::string>& url,
                                        std::int64_t urlCreated, BoolCompletion completion) {
   const std::int64_t watched = now();
-  change(
+  write(
       [id, url, urlCreated, watched](DataManager& self, Context& background) {
-        auto object = self.first(background, MOHighlight::kEntityName, withID(id));
-        if (!object) object = self.insert(background, MOHighlight::kEntityName);
-        if (!object) return;
+        auto found = self.first(background, MOHighlight::kEntityName, withID(id));
+        if (!found) return false;
+        auto object = *found ? std::move(*found) : self.insert(background, MOHighlight::kEntityName);
+        if (!object) return false;
         MOHighlight highlight(std::move(object));
         highlight.setId(id);
         highlight.setLastWatching(watched);
         highlight.setUrl(url);
         highlight.setUrlCreated(urlCreated);
+        return true;
       },
-      completeWithTrue(std::move(completion)));
+      std::move(completion));
 }
 
 std::future<bool> DataManager::markHighlightWatched(std::int64_t id, const std::optional<std::string>& url,
@@ -47,24 +51,24 @@ std::future<bool> DataManager::markHighlightWatched(std::int64_t id, const std::
 }
 
 void DataManager::fetchHighlight(std::int64_t id, HighlightCompletion completion) {
-  onBackground([id, completion = std::move(completion)](DataManager& self, Context& background) {
-    auto object = self.first(background, MOHighlight::kEntityName, withID(id));
-    if (!completion) return;
-    completion(object ? std::optional<MOHighlight>(MOHighlight(std::move(object))) : std::nullopt);
+  completion = calledOnce<ReadResult<std::optional<MOHighlight>>>(std::nullopt, std::move(completion));
+  onBackground([id, completion](DataManager& self, Context& background) {
+    completion(viewOf<MOHighlight>(self.first(background, MOHighlight::kEntityName, withID(id))));
   });
 }
 
-std::future<std::optional<MOHighlight>> DataManager::fetchHighlight(std::int64_t id) {
-  return futureOf<std::optional<MOHighlight>>(std::nullopt, [&](auto done) { fetchHighlight(id, done); });
+std::future<ReadResult<std::optional<MOHighlight>>> DataManager::fetchHighlight(std::int64_t id) {
+  return futureOf<ReadResult<std::optional<MOHighlight>>>(std::nullopt,
+                                                          [&](auto done) { fetchHighlight(id, done); });
 }
 
 void DataManager::getHighlightsForCacheWithCompletion(IDSetCompletion completion) {
   readIDs(MOHighlight::kEntityName, std::move(completion));
 }
 
-std::future<std::optional<DataManager::IDSet>> DataManager::getHighlightsForCacheWithCompletion() {
-  return futureOf<std::optional<IDSet>>(std::nullopt,
-                                        [&](auto done) { getHighlightsForCacheWithCompletion(done); });
+std::future<ReadResult<DataManager::IDSet>> DataManager::getHighlightsForCacheWithCompletion() {
+  return futureOf<ReadResult<IDSet>>(std::nullopt,
+                                     [&](auto done) { getHighlightsForCacheWithCompletion(done); });
 }
 
 void DataManager::deleteHiglightsOlderThan7Days(BoolCompletion completion) {
@@ -79,12 +83,17 @@ std::future<bool> DataManager::deleteHiglightsOlderThan7Days() {
 // ---- Unique stages --------------------------------------------------------------------
 
 void DataManager::followUniqueStage(std::int64_t id, BoolCompletion completion) {
-  change(
+  write(
       [id](DataManager& self, Context& background) {
-        if (self.first(background, MOUniqueStage::kEntityName, withID(id))) return;
-        if (auto object = self.insert(background, MOUniqueStage::kEntityName)) MOUniqueStage(object).setId(id);
+        const auto found = self.first(background, MOUniqueStage::kEntityName, withID(id));
+        if (!found) return false;
+        if (*found) return true;  // followed already
+        auto object = self.insert(background, MOUniqueStage::kEntityName);
+        if (!object) return false;
+        MOUniqueStage(std::move(object)).setId(id);
+        return true;
       },
-      completeWithTrue(std::move(completion)));
+      std::move(completion));
 }
 
 std::future<bool> DataManager::followUniqueStage(std::int64_t id) {
@@ -92,11 +101,12 @@ std::future<bool> DataManager::followUniqueStage(std::int64_t id) {
 }
 
 void DataManager::unfollowUniqueStage(std::int64_t id, BoolCompletion completion) {
-  change(
+  write(
       [id](DataManager& self, Context& background) {
-        deleteObjects(self.fetch(background, MOUniqueStage::kEntityName, withID(id)));
+        const ReadResult<Objects> found = self.fetch(background, MOUniqueStage::kEntityName, withID(id));
+        return found && deleteObjects(*found);
       },
-      completeWithTrue(std::move(completion)));
+      std::move(completion));
 }
 
 std::future<bool> DataManager::unfollowUniqueStage(std::int64_t id) {
@@ -107,15 +117,13 @@ void DataManager::getUniqueStagesForCacheWithCompletion(IDSetCompletion completi
   readIDs(MOUniqueStage::kEntityName, std::move(completion));
 }
 
-std::future<std::optional<DataManager::IDSet>> DataManager::getUniqueStagesForCacheWithCompletion() {
-  return futureOf<std::optional<IDSet>>(std::nullopt,
-                                        [&](auto done) { getUniqueStagesForCacheWithCompletion(done); });
+std::future<ReadResult<DataManager::IDSet>> DataManager::getUniqueStagesForCacheWithCompletion() {
+  return futureOf<ReadResult<IDSet>>(std::nullopt,
+                                     [&](auto done) { getUniqueStagesForCacheWithCompletion(done); });
 }
 
 void DataManager::deleteUniqueStages(BoolCompletion completion) {
-  onBackground([completion = std::move(completion)](DataManager& self, Context& background) {
-    self.deleteAll(background, MOUniqueStage::kEntityName, StoreChange::uniqueStages, completion);
-  });
+  deleteEvery(MOUniqueStage::kEntityName, StoreChange::uniqueStages, std::move(completion));
 }
 
 std::future<bool> DataManager::deleteUniqueStages() {
@@ -145,22 +153,27 @@ Predicate searchOf(std::int64_t id, const std::string& type) {
 void DataManager::saveRecentSearch(std::int64_t id, const std::string& type,
                                    const platform::Bytes& searchEntity, BoolCompletion completion) {
   const std::int64_t searched = now();
-  change(
+  write(
       [id, type, searchEntity, searched](DataManager& self, Context& background) {
         // A search saved before is replaced, so that it becomes the newest.
-        deleteObjects(self.fetch(background, MORecentSearch::kEntityName, searchOf(id, type)));
-        if (auto object = self.insert(background, MORecentSearch::kEntityName)) {
-          MORecentSearch search(std::move(object));
-          search.setId(id);
-          search.setType(type);
-          search.setSearchEntity(searchEntity);
-          search.setTimestamp(searched);
+        const ReadResult<Objects> before = self.fetch(background, MORecentSearch::kEntityName, searchOf(id, type));
+        if (!before || !deleteObjects(*before)) return false;
+        auto object = self.insert(background, MORecentSearch::kEntityName);
+        if (!object) return false;
+        MORecentSearch search(std::move(object));
+        search.setId(id);
+        search.setType(type);
+        search.setSearchEntity(searchEntity);
+        search.setTimestamp(searched);
+        ReadResult<Objects> all = self.fetch(background, MORecentSearch::kEntityName);
+        if (!all) return false;
+        sortNewestFirst(*all);
+        if (all->size() > kRecentSearchLimit) {
+          return deleteObjects(Objects(all->begin() + kRecentSearchLimit, all->end()));
         }
-        Objects all = self.fetch(background, MORecentSearch::kEntityName);
-        sortNewestFirst(all);
-        for (std::size_t i = kRecentSearchLimit; i < all.size(); ++i) background.deleteObject(all[i]);
+        return true;
       },
-      completeWithTrue(std::move(completion)));
+      std::move(completion));
 }
 
 std::future<bool> DataManager::saveRecentSearch(std::int64_t id, const std::string& type,
@@ -169,26 +182,34 @@ std::future<bool> DataManager::saveRecentSearch(std::int64_t id, const std::stri
 }
 
 void DataManager::getRecentSearches(RecentSearchesCompletion completion) {
-  onBackground([completion = std::move(completion)](DataManager& self, Context& background) {
-    Objects all = self.fetch(background, MORecentSearch::kEntityName);
-    sortNewestFirst(all);
-    if (all.size() > kRecentSearchLimit) all.resize(kRecentSearchLimit);
+  completion = calledOnce<ReadResult<std::vector<MORecentSearch>>>(std::nullopt, std::move(completion));
+  onBackground([completion](DataManager& self, Context& background) {
+    ReadResult<Objects> all = self.fetch(background, MORecentSearch::kEntityName);
+    if (!all) {
+      completion(std::nullopt);
+      return;
+    }
+    sortNewestFirst(*all);
+    if (all->size() > kRecentSearchLimit) all->resize(kRecentSearchLimit);
     std::vector<MORecentSearch> searches;
-    for (auto& object : all) searches.emplace_back(std::move(object));
-    if (completion) completion(std::move(searches));
+    searches.reserve(all->size());
+    for (auto& object : *all) searches.emplace_back(std::move(object));
+    completion(std::move(searches));
   });
 }
 
-std::future<std::vector<MORecentSearch>> DataManager::getRecentSearches() {
-  return futureOf<std::vector<MORecentSearch>>({}, [&](auto done) { getRecentSearches(done); });
+std::future<ReadResult<std::vector<MORecentSearch>>> DataManager::getRecentSearches() {
+  return futureOf<ReadResult<std::vector<MORecentSearch>>>(std::nullopt,
+                                                           [&](auto done) { getRecentSearches(done); });
 }
 
 void DataManager::deleteRecentSearch(std::int64_t id, const std::string& type, BoolCompletion completion) {
-  change(
+  write(
       [id, type](DataManager& self, Context& background) {
-        deleteObjects(self.fetch(background, MORecentSearch::kEntityName, searchOf(id, type)));
+        const ReadResult<Objects> found = self.fetch(background, MORecentSearch::kEntityName, searchOf(id, type));
+        return found && deleteObjects(*found);
       },
-      completeWithTrue(std::move(completion)));
+      std::move(completion));
 }
 
 std::future<bool> DataManager::deleteRecentSearch(std::int64_t id, const std::string& type) {
@@ -196,9 +217,7 @@ std::future<bool> DataManager::deleteRecentSearch(std::int64_t id, const std::st
 }
 
 void DataManager::deleteRecentSearches(BoolCompletion completion) {
-  onBackground([completion = std::move(completion)](DataManager& self, Context& background) {
-    self.deleteAll(background, MORecentSearch::kEntityName, std::nullopt, completion);
-  });
+  deleteEvery(MORecentSearch::kEntityName, std::nullopt, std::move(completion));
 }
 
 std::future<bool> DataManager::deleteRecentSearches() {
@@ -211,26 +230,28 @@ void DataManager::saveScoreSuggestion(const std::string& id, std::int64_t eventI
                                       const std::vector<MOEventScoreItem::Values>& items,
                                       BoolCompletion completion) {
   const std::int64_t made = now();
-  change(
+  write(
       [id, eventId, items, made](DataManager& self, Context& background) {
         // The event's earlier suggestion goes, and its items with it.
-        deleteObjects(self.fetch(background, MOEventScoreSuggestion::kEntityName,
-                                 Predicate::withFormat("eventId = %@", {eventId})));
+        const ReadResult<Objects> earlier = self.fetch(background, MOEventScoreSuggestion::kEntityName,
+                                                       Predicate::withFormat("eventId = %@", {eventId}));
+        if (!earlier || !deleteObjects(*earlier)) return false;
         auto object = self.insert(background, MOEventScoreSuggestion::kEntityName);
-        if (!object) return;
+        if (!object) return false;
         MOEventScoreSuggestion suggestion(std::move(object));
         suggestion.setId(id);
         suggestion.setEventId(eventId);
         suggestion.setTimestamp(made);
         for (const MOEventScoreItem::Values& values : items) {
           auto itemObject = self.insert(background, MOEventScoreItem::kEntityName);
-          if (!itemObject) return;
+          if (!itemObject) return false;
           MOEventScoreItem item(std::move(itemObject));
           item.setValues(values);
           suggestion.addToEventScores(item);
         }
+        return true;
       },
-      completeWithTrue(std::move(completion)));
+      std::move(completion));
 }
 
 std::future<bool> DataManager::saveScoreSuggestion(const std::string& id, std::int64_t eventId,
@@ -239,17 +260,17 @@ std::future<bool> DataManager::saveScoreSuggestion(const std::string& id, std::i
 }
 
 void DataManager::getScoreSuggestion(std::int64_t eventId, ScoreSuggestionCompletion completion) {
-  onBackground([eventId, completion = std::move(completion)](DataManager& self, Context& background) {
-    auto object = self.first(background, MOEventScoreSuggestion::kEntityName,
-                             Predicate::withFormat("eventId = %@", {eventId}));
-    if (!completion) return;
-    completion(object ? std::optional<MOEventScoreSuggestion>(MOEventScoreSuggestion(std::move(object)))
-                      : std::nullopt);
+  completion =
+      calledOnce<ReadResult<std::optional<MOEventScoreSuggestion>>>(std::nullopt, std::move(completion));
+  onBackground([eventId, completion](DataManager& self, Context& background) {
+    completion(viewOf<MOEventScoreSuggestion>(self.first(background, MOEventScoreSuggestion::kEntityName,
+                                                         Predicate::withFormat("eventId = %@", {eventId}))));
   });
 }
 
-std::future<std::optional<MOEventScoreSuggestion>> DataManager::getScoreSuggestion(std::int64_t eventId) {
-  return futureOf<std::optional<MOEventScoreSuggestion>>(
+std::future<ReadResult<std::optional<MOEventScoreSuggestion>>> DataManager::getScoreSuggestion(
+    std::int64_t eventId) {
+  return futureOf<ReadResult<std::optional<MOEventScoreSuggestion>>>(
       std::nullopt, [&](auto done) { getScoreSuggestion(eventId, done); });
 }
 
@@ -266,17 +287,19 @@ std::future<bool> DataManager::deleteScoreSuggestionsOlderThan7Days() {
 
 void DataManager::savePlayerValueVote(std::int64_t playerId, bool isValueHigher, std::int64_t value,
                                       BoolCompletion completion) {
-  change(
+  write(
       [playerId, isValueHigher, value](DataManager& self, Context& background) {
-        auto object = self.first(background, MOPlayerValueUserVote::kEntityName, withID(playerId));
-        if (!object) object = self.insert(background, MOPlayerValueUserVote::kEntityName);
-        if (!object) return;
+        auto found = self.first(background, MOPlayerValueUserVote::kEntityName, withID(playerId));
+        if (!found) return false;
+        auto object = *found ? std::move(*found) : self.insert(background, MOPlayerValueUserVote::kEntityName);
+        if (!object) return false;
         MOPlayerValueUserVote vote(std::move(object));
         vote.setId(playerId);
         vote.setIsValueHigher(isValueHigher);
         vote.setValue(value);
+        return true;
       },
-      completeWithTrue(std::move(completion)));
+      std::move(completion));
 }
 
 std::future<bool> DataManager::savePlayerValueVote(std::int64_t playerId, bool isValueHigher,
@@ -285,44 +308,50 @@ std::future<bool> DataManager::savePlayerValueVote(std::int64_t playerId, bool i
 }
 
 void DataManager::getPlayerValueVote(std::int64_t playerId, PlayerValueVoteCompletion completion) {
-  onBackground([playerId, completion = std::move(completion)](DataManager& self, Context& background) {
-    auto object = self.first(background, MOPlayerValueUserVote::kEntityName, withID(playerId));
-    if (!completion) return;
-    completion(object ? std::optional<MOPlayerValueUserVote>(MOPlayerValueUserVote(std::move(object)))
-                      : std::nullopt);
+  completion =
+      calledOnce<ReadResult<std::optional<MOPlayerValueUserVote>>>(std::nullopt, std::move(completion));
+  onBackground([playerId, completion](DataManager& self, Context& background) {
+    completion(viewOf<MOPlayerValueUserVote>(
+        self.first(background, MOPlayerValueUserVote::kEntityName, withID(playerId))));
   });
 }
 
-std::future<std::optional<MOPlayerValueUserVote>> DataManager::getPlayerValueVote(std::int64_t playerId) {
-  return futureOf<std::optional<MOPlayerValueUserVote>>(
+std::future<ReadResult<std::optional<MOPlayerValueUserVote>>> DataManager::getPlayerValueVote(
+    std::int64_t playerId) {
+  return futureOf<ReadResult<std::optional<MOPlayerValueUserVote>>>(
       std::nullopt, [&](auto done) { getPlayerValueVote(playerId, done); });
 }
 
 // ---- News items ----------------------------------------------------------------------------------------
 
 void DataManager::markNewsItemAsRead(const std::string& id, BoolCompletion completion) {
-  change(
+  write(
       [id](DataManager& self, Context& background) {
-        if (self.first(background, MONewsItem::kEntityName, Predicate::withFormat("id = %@", {id}))) return;
-        if (auto object = self.insert(background, MONewsItem::kEntityName)) MONewsItem(object).setId(id);
+        const auto found = self.first(background, MONewsItem::kEntityName, Predicate::withFormat("id = %@", {id}));
+        if (!found) return false;
+        if (*found) return true;  // read already
+        auto object = self.insert(background, MONewsItem::kEntityName);
+        if (!object) return false;
+        MONewsItem(std::move(object)).setId(id);
+        return true;
       },
-      completeWithTrue(std::move(completion)));
+      std::move(completion));
 }
 
 std::future<bool> DataManager::markNewsItemAsRead(const std::string& id) {
   return futureOf(false, [&](auto done) { markNewsItemAsRead(id, done); });
 }
 
-void DataManager::isNewsItemRead(const std::string& id, BoolCompletion completion) {
-  onBackground([id, completion = std::move(completion)](DataManager& self, Context& background) {
-    const bool read = self.first(background, MONewsItem::kEntityName,
-                                 Predicate::withFormat("id = %@", {id})) != nullptr;
-    if (completion) completion(read);
+void DataManager::isNewsItemRead(const std::string& id, ReadFlagCompletion completion) {
+  completion = calledOnce<ReadResult<bool>>(std::nullopt, std::move(completion));
+  onBackground([id, completion](DataManager& self, Context& background) {
+    const auto found = self.first(background, MONewsItem::kEntityName, Predicate::withFormat("id = %@", {id}));
+    completion(found ? ReadResult<bool>(*found != nullptr) : std::nullopt);
   });
 }
 
-std::future<bool> DataManager::isNewsItemRead(const std::string& id) {
-  return futureOf(false, [&](auto done) { isNewsItemRead(id, done); });
+std::future<ReadResult<bool>> DataManager::isNewsItemRead(const std::string& id) {
+  return futureOf<ReadResult<bool>>(std::nullopt, [&](auto done) { isNewsItemRead(id, done); });
 }
 
 }  // namespace kestrel

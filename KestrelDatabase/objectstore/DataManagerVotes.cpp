@@ -9,56 +9,51 @@ namespace kestrel {
 
 using platform::Predicate;
 
-std::optional<MOVote> DataManager::findVote(Context& context, std::int64_t eventId,
-                                            const std::string& type) const {
+ReadResult<std::optional<MOVote>> DataManager::findVote(Context& context, std::int64_t eventId,
+                                                        const std::string& type) const {
   auto object = first(context, MOVote::kEntityName,
                       Predicate::andPredicate({Predicate::withFormat("eventId = %@", {std::to_string(eventId)}),
                                                Predicate::withFormat("type = %@", {type})}));
   if (!object) return std::nullopt;
-  return MOVote(std::move(object));
+  if (!*object) return std::optional<MOVote>();
+  return std::optional<MOVote>(MOVote(std::move(*object)));
 }
 
 void DataManager::fetchVote(std::int64_t eventId, const std::string& type, VoteCompletion completion) {
-  onBackground([eventId, type, completion = std::move(completion)](DataManager& self, Context& background) {
-    auto vote = self.findVote(background, eventId, type);
-    if (completion) completion(std::move(vote));
+  completion = calledOnce<ReadResult<std::optional<MOVote>>>(std::nullopt, std::move(completion));
+  onBackground([eventId, type, completion](DataManager& self, Context& background) {
+    completion(self.findVote(background, eventId, type));
   });
 }
 
-std::future<std::optional<MOVote>> DataManager::fetchVote(std::int64_t eventId, const std::string& type) {
-  return futureOf<std::optional<MOVote>>(std::nullopt, [&](auto done) { fetchVote(eventId, type, done); });
+std::future<ReadResult<std::optional<MOVote>>> DataManager::fetchVote(std::int64_t eventId,
+                                                                      const std::string& type) {
+  return futureOf<ReadResult<std::optional<MOVote>>>(std::nullopt,
+                                                     [&](auto done) { fetchVote(eventId, type, done); });
 }
 
 void DataManager::saveVote(std::int64_t eventId, std::int64_t timestamp, const std::string& type,
                            const std::string& vote, bool isAddSuccessful, BoolCompletion completion) {
-  fetchVote(eventId, type, [weak = weak_from_this(), eventId, timestamp, type, vote, isAddSuccessful,
-                            completion = std::move(completion)](std::optional<MOVote> found) {
-    const auto self = weak.lock();
-    if (!self) return;
-    self->change(
-        [found, eventId, timestamp, type, vote, isAddSuccessful](DataManager& manager,
-                                                                 Context& background) {
-          std::optional<MOVote> record = found;
-          // A save queued before this one may have stored the vote since the fetch.
-          if (!record) record = manager.findVote(background, eventId, type);
-          if (record) {
-            record->setVote(vote);
-            record->setIsAddSuccessful(isAddSuccessful);
-            return;
-          }
-          auto object = manager.insert(background, MOVote::kEntityName);
-          if (!object) return;
-          MOVote created(std::move(object));
-          created.setEventId(eventId);
-          created.setEventTimestamp(timestamp);
-          created.setType(type);
-          created.setVote(vote);
-          created.setIsAddSuccessful(isAddSuccessful);
-        },
-        [completion] {
-          if (completion) completion(true);
-        });
-  });
+  write(
+      [eventId, timestamp, type, vote, isAddSuccessful](DataManager& self, Context& background) {
+        ReadResult<std::optional<MOVote>> found = self.findVote(background, eventId, type);
+        // A fetch that failed is not "no vote": a second record would follow.
+        if (!found) return false;
+        std::optional<MOVote> record = std::move(*found);
+        if (!record) {
+          auto object = self.insert(background, MOVote::kEntityName);
+          if (!object) return false;
+          record.emplace(std::move(object));
+          record->setEventId(eventId);
+          record->setEventTimestamp(timestamp);
+          record->setType(type);
+        }
+        // A stored vote keeps its timestamp and previous value.
+        record->setVote(vote);
+        record->setIsAddSuccessful(isAddSuccessful);
+        return true;
+      },
+      std::move(completion));
 }
 
 std::future<bool> DataManager::saveVote(std::int64_t eventId, std::int64_t timestamp,
@@ -69,19 +64,17 @@ std::future<bool> DataManager::saveVote(std::int64_t eventId, std::int64_t times
 
 void DataManager::editVote(std::int64_t eventId, const std::string& type, const std::string& vote,
                            bool isEditSuccessful, BoolCompletion completion) {
-  fetchVote(eventId, type, [weak = weak_from_this(), vote, isEditSuccessful,
-                            completion = std::move(completion)](std::optional<MOVote> found) {
-    if (!found) {
-      if (completion) completion(false);
-      return;
-    }
-    found->setPreviousVote(found->vote());
-    found->setVote(vote);
-    found->setIsEditSuccessful(isEditSuccessful);
-    if (const auto self = weak.lock()) {
-      self->saveContext(found->object()->context(), [completion] { if (completion) completion(true); }, {});
-    }
-  });
+  write(
+      [eventId, type, vote, isEditSuccessful](DataManager& self, Context& background) {
+        const ReadResult<std::optional<MOVote>> found = self.findVote(background, eventId, type);
+        if (!found || !*found) return false;
+        MOVote record = **found;
+        record.setPreviousVote(record.vote());
+        record.setVote(vote);
+        record.setIsEditSuccessful(isEditSuccessful);
+        return true;
+      },
+      std::move(completion));
 }
 
 std::future<bool> DataManager::editVote(std::int64_t eventId, const std::string& type,
@@ -91,21 +84,19 @@ std::future<bool> DataManager::editVote(std::int64_t eventId, const std::string&
 
 void DataManager::markVote(std::int64_t eventId, const std::string& type, bool added,
                            BoolCompletion completion) {
-  fetchVote(eventId, type, [weak = weak_from_this(), added,
-                            completion = std::move(completion)](std::optional<MOVote> found) {
-    if (!found) {
-      if (completion) completion(false);
-      return;
-    }
-    if (added) {
-      found->setIsAddSuccessful(true);
-    } else {
-      found->setIsEditSuccessful(true);
-    }
-    if (const auto self = weak.lock()) {
-      self->saveContext(found->object()->context(), [completion] { if (completion) completion(true); }, {});
-    }
-  });
+  write(
+      [eventId, type, added](DataManager& self, Context& background) {
+        const ReadResult<std::optional<MOVote>> found = self.findVote(background, eventId, type);
+        if (!found || !*found) return false;
+        MOVote record = **found;
+        if (added) {
+          record.setIsAddSuccessful(true);
+        } else {
+          record.setIsEditSuccessful(true);
+        }
+        return true;
+      },
+      std::move(completion));
 }
 
 void DataManager::markAsAdded(std::int64_t eventId, const std::string& type, BoolCompletion completion) {
@@ -124,8 +115,9 @@ std::future<bool> DataManager::markAsEdited(std::int64_t eventId, const std::str
   return futureOf(false, [&](auto done) { markVote(eventId, type, false, done); });
 }
 
-std::optional<std::string> DataManager::getVoteForEvent(std::int64_t eventId, const std::string& type) {
-  std::optional<std::string> vote;
+ReadResult<std::optional<std::string>> DataManager::getVoteForEvent(std::int64_t eventId,
+                                                                    const std::string& type) {
+  ReadResult<std::optional<std::string>> vote;  // stays a failure when the store does not load
   initializeIfNeeded([&] {
     // On the main queue the main context answers: it holds every finished
     // save, and the main queue must not wait for the background queue.
@@ -133,34 +125,42 @@ std::optional<std::string> DataManager::getVoteForEvent(std::int64_t eventId, co
         platform::DispatchQueue::main()->isCurrent() ? mainContext() : backgroundContext();
     if (!context) return;
     context->performAndWait([&] {
-      if (const auto record = findVote(*context, eventId, type)) vote = record->vote();
+      const ReadResult<std::optional<MOVote>> found = findVote(*context, eventId, type);
+      if (!found) return;
+      vote = *found ? (*found)->vote() : std::nullopt;
     });
   });
   return vote;
 }
 
 void DataManager::getUnsuccessfulVotesWithCompletion(VotesCompletion completion) {
+  completion = calledOnce<ReadResult<std::vector<MOVote>>>(std::nullopt, std::move(completion));
   const std::string startsNowOrLater = std::to_string(now());
-  onBackground([startsNowOrLater, completion = std::move(completion)](DataManager& self,
-                                                                      Context& background) {
+  onBackground([startsNowOrLater, completion](DataManager& self, Context& background) {
     const Predicate unsent = Predicate::orPredicate({Predicate::withFormat("isAddSuccessful = %@", {"false"}),
                                                      Predicate::withFormat("isEditSuccessful = %@", {"false"})});
     const Predicate upcoming = Predicate::withFormat("eventTimestamp >= %@", {startsNowOrLater});
-    std::vector<MOVote> votes;
-    for (auto& object : self.fetch(background, MOVote::kEntityName, Predicate::andPredicate({unsent, upcoming}))) {
-      votes.emplace_back(std::move(object));
+    ReadResult<Objects> found = self.fetch(background, MOVote::kEntityName, Predicate::andPredicate({unsent, upcoming}));
+    if (!found) {
+      completion(std::nullopt);
+      return;
     }
-    if (completion) completion(std::move(votes));
+    std::vector<MOVote> votes;
+    votes.reserve(found->size());
+    for (auto& object : *found) votes.emplace_back(std::move(object));
+    completion(std::move(votes));
   });
 }
 
-std::future<std::vector<MOVote>> DataManager::getUnsuccessfulVotesWithCompletion() {
-  return futureOf<std::vector<MOVote>>({}, [&](auto done) { getUnsuccessfulVotesWithCompletion(done); });
+std::future<ReadResult<std::vector<MOVote>>> DataManager::getUnsuccessfulVotesWithCompletion() {
+  return futureOf<ReadResult<std::vector<MOVote>>>(std::nullopt,
+                                                   [&](auto done) { getUnsuccessfulVotesWithCompletion(done); });
 }
 
 void DataManager::getVotesForCache(VoteDictionaryCompletion completion) {
+  completion = calledOnce<ReadResult<VoteDictionary>>(std::nullopt, std::move(completion));
   onBackground(
-      [completion = std::move(completion)](DataManager& self, Context& background) {
+      [completion](DataManager& self, Context& background) {
         VoteDictionary votes;
         const bool read = self.enumerate(
             background, MOVote::kEntityName, {"eventId", "type", "vote"},
@@ -175,18 +175,13 @@ void DataManager::getVotesForCache(VoteDictionaryCompletion completion) {
                 votes.erase(key);
               }
             });
-        if (!completion) return;
-        if (!read) {
-          completion(std::nullopt);
-          return;
-        }
-        completion(std::move(votes));
+        completion(read ? ReadResult<VoteDictionary>(std::move(votes)) : std::nullopt);
       },
       /*queued=*/true);
 }
 
-std::future<std::optional<DataManager::VoteDictionary>> DataManager::getVotesForCache() {
-  return futureOf<std::optional<VoteDictionary>>(std::nullopt, [&](auto done) { getVotesForCache(done); });
+std::future<ReadResult<DataManager::VoteDictionary>> DataManager::getVotesForCache() {
+  return futureOf<ReadResult<VoteDictionary>>(std::nullopt, [&](auto done) { getVotesForCache(done); });
 }
 
 void DataManager::deleteVotesOlderThan90Days(BoolCompletion completion) {
@@ -199,9 +194,7 @@ std::future<bool> DataManager::deleteVotesOlderThan90Days() {
 }
 
 void DataManager::deleteVotes(BoolCompletion completion) {
-  onBackground([completion = std::move(completion)](DataManager& self, Context& background) {
-    self.deleteAll(background, MOVote::kEntityName, StoreChange::votes, completion);
-  });
+  deleteEvery(MOVote::kEntityName, StoreChange::votes, std::move(completion));
 }
 
 std::future<bool> DataManager::deleteVotes() {
@@ -209,32 +202,36 @@ std::future<bool> DataManager::deleteVotes() {
 }
 
 void DataManager::fixDuplicateVotes(BoolCompletion completion) {
-  onBackground([completion = std::move(completion)](DataManager& self, Context& background) {
-    std::unordered_map<DuplicateVoteKey, Objects> groups;
-    std::vector<DuplicateVoteKey> order;
-    for (auto& object : self.fetch(background, MOVote::kEntityName)) {
-      const MOVote vote(object);
-      DuplicateVoteKey key{vote.eventId(), vote.type().value_or("")};
-      Objects& group = groups[key];
-      if (group.empty()) order.push_back(std::move(key));
-      group.push_back(std::move(object));
-    }
-    Objects duplicates;
-    for (const DuplicateVoteKey& key : order) {
-      const Objects& group = groups[key];
-      if (group.size() < 2) continue;
-      const auto accepted = [](const auto& object) { return MOVote(object).isAddSuccessful(); };
-      auto keep = std::find_if(group.begin(), group.end(), [&](const auto& object) {
-        return accepted(object) && MOVote(object).isEditSuccessful();
-      });
-      if (keep == group.end()) keep = std::find_if(group.begin(), group.end(), accepted);
-      if (keep == group.end()) keep = group.begin();
-      for (auto it = group.begin(); it != group.end(); ++it) {
-        if (it != keep) duplicates.push_back(*it);
-      }
-    }
-    self.deleteAll(background, std::move(duplicates), std::nullopt, completion);
-  });
+  write(
+      [](DataManager& self, Context& background) {
+        ReadResult<Objects> all = self.fetch(background, MOVote::kEntityName);
+        if (!all) return false;
+        std::unordered_map<DuplicateVoteKey, Objects> groups;
+        std::vector<DuplicateVoteKey> order;
+        for (auto& object : *all) {
+          const MOVote vote(object);
+          DuplicateVoteKey key{vote.eventId(), vote.type().value_or("")};
+          Objects& group = groups[key];
+          if (group.empty()) order.push_back(std::move(key));
+          group.push_back(std::move(object));
+        }
+        Objects duplicates;
+        for (const DuplicateVoteKey& key : order) {
+          const Objects& group = groups[key];
+          if (group.size() < 2) continue;
+          const auto accepted = [](const auto& object) { return MOVote(object).isAddSuccessful(); };
+          auto keep = std::find_if(group.begin(), group.end(), [&](const auto& object) {
+            return accepted(object) && MOVote(object).isEditSuccessful();
+          });
+          if (keep == group.end()) keep = std::find_if(group.begin(), group.end(), accepted);
+          if (keep == group.end()) keep = group.begin();
+          for (auto it = group.begin(); it != group.end(); ++it) {
+            if (it != keep) duplicates.push_back(*it);
+          }
+        }
+        return deleteObjects(duplicates);
+      },
+      std::move(completion), StoreChange::votes);
 }
 
 std::future<bool> DataManager::fixDuplicateVotes() {

@@ -9,9 +9,12 @@ void MOEventScoreSuggestion::setEventId(std::int64_t value) { object_->setValue(
 std::int64_t MOEventScoreSuggestion::timestamp() const { return object_->integerValue("timestamp"); }
 void MOEventScoreSuggestion::setTimestamp(std::int64_t value) { object_->setValue("timestamp", value); }
 
-std::vector<MOEventScoreItem> MOEventScoreSuggestion::eventScores() const {
+ReadResult<std::vector<MOEventScoreItem>> MOEventScoreSuggestion::eventScores() const {
+  auto related = object_->relatedObjects("eventScores");
+  if (!related) return std::nullopt;
   std::vector<MOEventScoreItem> items;
-  for (auto& object : object_->relatedObjects("eventScores")) items.emplace_back(std::move(object));
+  items.reserve(related->size());
+  for (auto& object : *related) items.emplace_back(std::move(object));
   return items;
 }
 

@@ -5,6 +5,7 @@
 
 #include <KestrelDatabase/objectstore/ManagedObjectView.h>
 #include <KestrelDatabase/objectstore/MOEventScoreItem.h>
+#include <KestrelDatabase/sql/ReadResult.h>
 
 #include <cstdint>
 #include <optional>
@@ -26,8 +27,8 @@ class MOEventScoreSuggestion : public ManagedObjectView {
   void setTimestamp(std::int64_t value);
 
   /// The suggestion's items (the to-many relationship "eventScores"), in
-  /// the order they were added.
-  std::vector<MOEventScoreItem> eventScores() const;
+  /// the order they were added; std::nullopt when they could not be read.
+  ReadResult<std::vector<MOEventScoreItem>> eventScores() const;
   /// Adds an item of the same context to "eventScores".
   void addToEventScores(const MOEventScoreItem& item);
 };

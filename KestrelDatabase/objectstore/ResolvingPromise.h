@@ -1,8 +1,9 @@
-// The promise behind DataManager's std::future forms. Its completion may be
-// copied into blocks that a failure drops without calling (a save that
-// fails, a store that never loads, a manager that is gone); when the last
-// copy goes without a value, the future receives the fallback instead, so
-// every future becomes ready.
+// The promise behind DataManager's std::future forms, and the guard that
+// makes every completion run exactly once. A completion may be copied into
+// blocks that a failure drops without calling (a store that never loads, a
+// manager that is gone); when the last copy goes without a value, the
+// fallback is delivered instead, so every future becomes ready and every
+// completion hears of the failure.
 //
 // Thread-safety: resolve() may race with itself and with the destructor;
 // the first value wins.
@@ -44,6 +45,30 @@ class ResolvingPromise {
   std::atomic<bool> done_{false};
   T fallback_;
 };
+
+/// The completion, made to run exactly once: with the value of its first
+/// call, or with `fallback` when its last copy goes uncalled (an operation
+/// dropped because the store did not load or its manager went away). An
+/// empty completion gives one that does nothing.
+template <class T>
+std::function<void(T)> calledOnce(T fallback, std::function<void(T)> completion) {
+  if (!completion) return [](T) {};
+  struct State {
+    State(T value, std::function<void(T)> run) : fallback(std::move(value)), completion(std::move(run)) {}
+    ~State() {
+      if (!called.exchange(true)) completion(std::move(fallback));
+    }
+    State(const State&) = delete;
+    State& operator=(const State&) = delete;
+    T fallback;
+    std::function<void(T)> completion;
+    std::atomic<bool> called{false};
+  };
+  auto state = std::make_shared<State>(std::move(fallback), std::move(completion));
+  return [state](T value) {
+    if (!state->called.exchange(true)) state->completion(std::move(value));
+  };
+}
 
 /// Starts an operation with a completion that resolves the returned future
 /// (with `fallback` when the operation drops the completion uncalled).

@@ -42,27 +42,32 @@
 //     queue is busy with another thread's block.
 //   - Object-store operations (votes, highlights, unique stages, score
 //     suggestions, recent searches, player-value votes, news items) do not
-//     wait for their result. Off the main queue, though, the reads they start
-//     with (every fetch; the vote save, edit and marks look their record up
-//     first) run on the calling thread and wait for the store's background
-//     queue, which may be busy with a save that needs the main queue; on the
-//     main queue they are queued and return at once. Their handlers run
-//     where DataManager calls its completions:
-//     on its background queue, or on the main queue inside the main
-//     context's save (see DataManager.h); a failure that DataManager drops
-//     silently still reaches the handler, once, with the failure value,
-//     wherever the dropped operation is released. The cache update of an
-//     addition runs there too, just before the handler. Their futures
-//     become ready on those threads: never wait on one from the main queue
-//     (the saves need it), nor from a handler.
+//     wait for their result. A write is queued on the store's background
+//     queue and returns at once; off the main queue a read runs on the
+//     calling thread and waits for that queue (which may be busy with a
+//     save that needs the main queue), on the main queue it is queued.
+//     Their handlers and futures resolve where DataManager completes (see
+//     DataManager.h): a write's once its save has reached the store file,
+//     with the save's result (false when it failed, the store could not be
+//     read or did not load), on the main queue inside the main context's
+//     save or on the store's background queue. A failure that DataManager
+//     drops still reaches the handler, once, with the failure value. Reads
+//     deliver ReadResult: std::nullopt when the store could not be read,
+//     an empty value when it holds nothing. The cache update of a write
+//     runs just before its handler, in the order the store applied the
+//     writes, so the vote, highlight and unique-stage caches end as the
+//     store is whatever the interleaving of callers. Never wait on one of
+//     these futures from the main queue (the saves need it), nor from a
+//     handler.
 // A handler may be empty.
 //
 // Thread-safety: every member may be called from any thread, except from
 // inside a block of the database queue or a table completion (the caches
 // stop the process there) and, for waits on object-store futures, the main
 // queue. The caches lock themselves; the facade adds no lock of its own, so
-// two threads writing the same entity at once may see their cache updates in
-// either order.
+// two threads writing the same table entity at once may see their cache
+// updates in either order (object-store writes take theirs in the store's
+// order, above).
 // Ownership: shared() lives until the process ends; an instance from
 // forHome() owns its FMDBHelper (closing the database when dropped) and
 // shares its DataManager. The caches hold the queue weakly; blocks queued
@@ -438,33 +443,35 @@ class StorageManager : public std::enable_shared_from_this<StorageManager> {
 
   // ---- Votes (cacheVote, object store) ---------------------------------------------------
 
-  using UnsavedVotesHandler = std::function<void(std::vector<model::UnsavedVote> votes)>;
+  using UnsavedVotesHandler =
+      std::function<void(ReadResult<std::vector<model::UnsavedVote>> votes)>;
 
   /// Puts the value into the vote cache at once, then saves the vote
-  /// (replacing the value and add flag of a stored one). After the save the
-  /// cache is re-read when it failed, or when the cache does not show the
-  /// value (its own read, in flight when the value was put, replaced it).
+  /// (replacing the value and add flag of a stored one). Once saved, the
+  /// value is put into the cache again, in the store's order (so that a
+  /// read answered before the save, or another vote saved first, does not
+  /// stay); a failed save re-reads the cache.
   [[nodiscard]] std::future<bool> save(model::NMEventVoteValue vote, model::NMEventVoteType type,
                                        std::int64_t eventId, std::int64_t eventTimestamp,
                                        bool isAddSuccessful);
   void save(model::NMEventVoteValue vote, model::NMEventVoteType type, std::int64_t eventId,
             std::int64_t eventTimestamp, bool isAddSuccessful, BoolHandler handler);
   /// Puts the new value into the vote cache at once, then edits the stored
-  /// vote (false when there is none). The cache is re-read after it as
+  /// vote (false when there is none). The cache is updated after it as
   /// after save().
   [[nodiscard]] std::future<bool> edit(model::NMEventVoteValue vote, model::NMEventVoteType type,
                                        std::int64_t eventId, bool isEditSuccessful);
   void edit(model::NMEventVoteValue vote, model::NMEventVoteType type, std::int64_t eventId,
             bool isEditSuccessful, BoolHandler handler);
   /// Records that the server accepted the vote (its first submission, or
-  /// its last edit); false when there is no such vote.
+  /// its last edit); false when there is no such vote. Resolves after the save.
   [[nodiscard]] std::future<bool> markAsAdded(std::int64_t eventId, model::NMEventVoteType type);
   void markAsAdded(std::int64_t eventId, model::NMEventVoteType type, BoolHandler handler);
   [[nodiscard]] std::future<bool> markAsEdited(std::int64_t eventId, model::NMEventVoteType type);
   void markAsEdited(std::int64_t eventId, model::NMEventVoteType type, BoolHandler handler);
   /// The votes the server has not accepted yet, on events not yet started
   /// (records whose texts the application does not know are left out).
-  [[nodiscard]] std::future<std::vector<model::UnsavedVote>> getUnsuccessfulVotes();
+  [[nodiscard]] std::future<ReadResult<std::vector<model::UnsavedVote>>> getUnsuccessfulVotes();
   void getUnsuccessfulVotes(UnsavedVotesHandler handler);
   /// Deletes every vote; the store re-reads the vote cache after it.
   [[nodiscard]] std::future<bool> deleteVotes();
@@ -537,7 +544,7 @@ class StorageManager : public std::enable_shared_from_this<StorageManager> {
 
   // ---- Highlights (cacheHighlights, object store) ------------------------------------------
 
-  using HighlightHandler = std::function<void(std::optional<MOHighlight> highlight)>;
+  using HighlightHandler = std::function<void(ReadResult<std::optional<MOHighlight>> highlight)>;
 
   /// Records that the highlight was watched now; on success its ID enters
   /// the highlight cache.
@@ -546,7 +553,7 @@ class StorageManager : public std::enable_shared_from_this<StorageManager> {
                                                        std::int64_t urlCreated);
   void markHighlightWatched(std::int64_t id, const std::optional<std::string>& url,
                             std::int64_t urlCreated, BoolHandler handler);
-  [[nodiscard]] std::future<std::optional<MOHighlight>> fetchHighlight(std::int64_t id);
+  [[nodiscard]] std::future<ReadResult<std::optional<MOHighlight>>> fetchHighlight(std::int64_t id);
   void fetchHighlight(std::int64_t id, HighlightHandler handler);
   /// Whether the highlight was watched, from memory (false until the store
   /// has answered the cache).
@@ -557,7 +564,8 @@ class StorageManager : public std::enable_shared_from_this<StorageManager> {
   /// Follows the unique stage; it enters the cache on success.
   [[nodiscard]] std::future<bool> followUniqueStage(std::int64_t id);
   void followUniqueStage(std::int64_t id, BoolHandler handler);
-  /// Unfollows it; it leaves the cache first.
+  /// Unfollows it; it leaves the cache first, and again once the store has
+  /// applied the unfollow (a follow applied before it may have put it back).
   [[nodiscard]] std::future<bool> unfollowUniqueStage(std::int64_t id);
   void unfollowUniqueStage(std::int64_t id, BoolHandler handler);
   /// Unfollows every unique stage; the store re-reads the cache after it.
@@ -569,16 +577,19 @@ class StorageManager : public std::enable_shared_from_this<StorageManager> {
   // ---- Score suggestions, recent searches, player-value votes, news (object store) ----------
 
   using ScoreSuggestionHandler =
-      std::function<void(std::optional<MOEventScoreSuggestion> suggestion)>;
-  using RecentSearchesHandler = std::function<void(std::vector<MORecentSearch> searches)>;
-  using PlayerValueVoteHandler = std::function<void(std::optional<MOPlayerValueUserVote> vote)>;
+      std::function<void(ReadResult<std::optional<MOEventScoreSuggestion>> suggestion)>;
+  using RecentSearchesHandler =
+      std::function<void(ReadResult<std::vector<MORecentSearch>> searches)>;
+  using PlayerValueVoteHandler =
+      std::function<void(ReadResult<std::optional<MOPlayerValueUserVote>> vote)>;
+  using ReadFlagHandler = std::function<void(ReadResult<bool> read)>;
 
   [[nodiscard]] std::future<bool> saveScoreSuggestion(
       const std::string& id, std::int64_t eventId,
       const std::vector<MOEventScoreItem::Values>& items);
   void saveScoreSuggestion(const std::string& id, std::int64_t eventId,
                            const std::vector<MOEventScoreItem::Values>& items, BoolHandler handler);
-  [[nodiscard]] std::future<std::optional<MOEventScoreSuggestion>> getScoreSuggestion(
+  [[nodiscard]] std::future<ReadResult<std::optional<MOEventScoreSuggestion>>> getScoreSuggestion(
       std::int64_t eventId);
   void getScoreSuggestion(std::int64_t eventId, ScoreSuggestionHandler handler);
   [[nodiscard]] std::future<bool> deleteScoreSuggestionsOlderThan7Days();
@@ -589,7 +600,7 @@ class StorageManager : public std::enable_shared_from_this<StorageManager> {
   void saveRecentSearch(std::int64_t id, const std::string& type,
                         const platform::Bytes& searchEntity, BoolHandler handler);
   /// Newest first.
-  [[nodiscard]] std::future<std::vector<MORecentSearch>> getRecentSearches();
+  [[nodiscard]] std::future<ReadResult<std::vector<MORecentSearch>>> getRecentSearches();
   void getRecentSearches(RecentSearchesHandler handler);
   [[nodiscard]] std::future<bool> deleteRecentSearch(std::int64_t id, const std::string& type);
   void deleteRecentSearch(std::int64_t id, const std::string& type, BoolHandler handler);
@@ -600,14 +611,14 @@ class StorageManager : public std::enable_shared_from_this<StorageManager> {
                                                       std::int64_t value);
   void savePlayerValueVote(std::int64_t playerId, bool isValueHigher, std::int64_t value,
                            BoolHandler handler);
-  [[nodiscard]] std::future<std::optional<MOPlayerValueUserVote>> getPlayerValueVote(
+  [[nodiscard]] std::future<ReadResult<std::optional<MOPlayerValueUserVote>>> getPlayerValueVote(
       std::int64_t playerId);
   void getPlayerValueVote(std::int64_t playerId, PlayerValueVoteHandler handler);
 
   [[nodiscard]] std::future<bool> markNewsItemAsRead(const std::string& id);
   void markNewsItemAsRead(const std::string& id, BoolHandler handler);
-  [[nodiscard]] std::future<bool> isNewsItemRead(const std::string& id);
-  void isNewsItemRead(const std::string& id, BoolHandler handler);
+  [[nodiscard]] std::future<ReadResult<bool>> isNewsItemRead(const std::string& id);
+  void isNewsItemRead(const std::string& id, ReadFlagHandler handler);
 
  private:
   // Refills the caches from their stores (invalidate, then initCache).
@@ -623,8 +634,9 @@ class StorageManager : public std::enable_shared_from_this<StorageManager> {
   // Takes the events a cascade deletes out of both event caches (both are
   // emptied, to be read again, when which ones is not known).
   void leaveEventCaches(const ReadResult<IDSet>& eventIDs);
-  // The handler given to the store by a vote save or edit: it re-reads the
-  // vote cache when the write failed or the cache does not show its value.
+  // The handler given to the store by a vote save or edit: it puts the
+  // value into the vote cache again once saved, or re-reads the cache when
+  // the write failed.
   BoolHandler afterVoteWrite(model::NMEventVoteValue vote, model::NMEventVoteType type,
                              std::int64_t eventId, BoolHandler handler);
   // Registers the store-change handler with the DataManager (weakly held).

@@ -1,8 +1,12 @@
 // The facade's object-store operations: votes (with the vote cache updated
 // first), watched highlights and followed unique stages (with their caches),
 // and the records without a cache, passed through to DataManager. Every
-// handler runs exactly once, also when the store drops an operation it
-// cannot finish; a write that failed re-reads the cache it touched.
+// handler runs exactly once, after the store's save, also when the store
+// drops an operation it cannot finish. A write's cache update runs in its
+// completion, which DataManager calls in the order the store applied the
+// writes, so the caches take the changes in that order too: whatever the
+// callers' threads, a late change never undoes a later one. A write that
+// failed re-reads the cache it touched.
 #include <KestrelDatabase/caches/DBCacheHighlights.h>
 #include <KestrelDatabase/caches/DBCacheUniqueStage.h>
 #include <KestrelDatabase/caches/DBCacheVote.h>
@@ -75,12 +79,15 @@ StorageManager::BoolHandler StorageManager::afterVoteWrite(model::NMEventVoteVal
   return exactlyOnce(false, [weak = weak_from_this(), key = voteCacheKey(eventId, type),
                              value = valueText(vote), handler = std::move(handler)](bool ok) {
     if (const auto self = weak.lock()) {
-      // The value put into the cache at the start is lost when the cache's
-      // own read was in flight then (after creation, reInit() or a purge):
-      // that read, sent before the write, answers without it. A write that
-      // failed, or whose value the cache does not show, re-reads the cache,
-      // after the write.
-      if (!ok || self->cacheVote_->getObjectForKey(key) != value) reload(*self->cacheVote_);
+      // The value put in at the start may since have been replaced: by the
+      // answer of a read sent before this write, or by another thread's
+      // vote the store applied first. Put in again in the store's order, it
+      // ends as the store holds it; a write that failed re-reads the cache.
+      if (ok) {
+        self->cacheVote_->cacheObject(value, key);
+      } else {
+        reload(*self->cacheVote_);
+      }
     }
     deliver(handler, ok);
   });
@@ -104,18 +111,23 @@ void StorageManager::markAsEdited(std::int64_t eventId, model::NMEventVoteType t
   dataManager_->markAsEdited(eventId, typeText(type), passOnce(false, std::move(handler)));
 }
 
-std::future<std::vector<model::UnsavedVote>> StorageManager::getUnsuccessfulVotes() {
-  return futureFrom(std::vector<model::UnsavedVote>{},
+std::future<ReadResult<std::vector<model::UnsavedVote>>> StorageManager::getUnsuccessfulVotes() {
+  return futureFrom(ReadResult<std::vector<model::UnsavedVote>>{},
                     [&](UnsavedVotesHandler done) { getUnsuccessfulVotes(std::move(done)); });
 }
 
 void StorageManager::getUnsuccessfulVotes(UnsavedVotesHandler handler) {
   if (!handler) return;
-  dataManager_->getUnsuccessfulVotesWithCompletion(
-      exactlyOnce(std::vector<MOVote>{}, [handler = std::move(handler)](std::vector<MOVote> records) {
+  dataManager_->getUnsuccessfulVotesWithCompletion(exactlyOnce(
+      ReadResult<std::vector<MOVote>>{},
+      [handler = std::move(handler)](ReadResult<std::vector<MOVote>> records) {
+        if (!records) {
+          handler(std::nullopt);
+          return;
+        }
         std::vector<model::UnsavedVote> votes;
-        votes.reserve(records.size());
-        for (const MOVote& record : records) {
+        votes.reserve(records->size());
+        for (const MOVote& record : *records) {
           if (std::optional<model::UnsavedVote> vote = record.unsavedVote()) {
             votes.push_back(std::move(*vote));
           }
@@ -163,12 +175,13 @@ void StorageManager::markHighlightWatched(std::int64_t id, const std::optional<s
       }));
 }
 
-std::future<std::optional<MOHighlight>> StorageManager::fetchHighlight(std::int64_t id) {
+std::future<ReadResult<std::optional<MOHighlight>>> StorageManager::fetchHighlight(std::int64_t id) {
   return dataManager_->fetchHighlight(id);
 }
 
 void StorageManager::fetchHighlight(std::int64_t id, HighlightHandler handler) {
-  dataManager_->fetchHighlight(id, passOnce(std::optional<MOHighlight>{}, std::move(handler)));
+  dataManager_->fetchHighlight(id,
+                               passOnce(ReadResult<std::optional<MOHighlight>>{}, std::move(handler)));
 }
 
 bool StorageManager::isHighlightWatched(std::int64_t id) const {
@@ -200,11 +213,17 @@ std::future<bool> StorageManager::unfollowUniqueStage(std::int64_t id) {
 }
 
 void StorageManager::unfollowUniqueStage(std::int64_t id, BoolHandler handler) {
+  // Out of memory at once, and again in the store's order: a follow the
+  // store applies before this unfollow puts the ID back in meanwhile.
   cacheUniqueStage_->removeIDFromCache(id);
   dataManager_->unfollowUniqueStage(
-      id, exactlyOnce(false, [weak = weak_from_this(), handler](bool ok) {
-        if (!ok) {
-          if (const auto self = weak.lock()) reload(*self->cacheUniqueStage_);
+      id, exactlyOnce(false, [weak = weak_from_this(), id, handler](bool ok) {
+        if (const auto self = weak.lock()) {
+          if (ok) {
+            self->cacheUniqueStage_->removeIDFromCache(id);
+          } else {
+            reload(*self->cacheUniqueStage_);
+          }
         }
         deliver(handler, ok);
       }));
@@ -240,14 +259,14 @@ void StorageManager::saveScoreSuggestion(const std::string& id, std::int64_t eve
   dataManager_->saveScoreSuggestion(id, eventId, items, passOnce(false, std::move(handler)));
 }
 
-std::future<std::optional<MOEventScoreSuggestion>> StorageManager::getScoreSuggestion(
+std::future<ReadResult<std::optional<MOEventScoreSuggestion>>> StorageManager::getScoreSuggestion(
     std::int64_t eventId) {
   return dataManager_->getScoreSuggestion(eventId);
 }
 
 void StorageManager::getScoreSuggestion(std::int64_t eventId, ScoreSuggestionHandler handler) {
   dataManager_->getScoreSuggestion(
-      eventId, passOnce(std::optional<MOEventScoreSuggestion>{}, std::move(handler)));
+      eventId, passOnce(ReadResult<std::optional<MOEventScoreSuggestion>>{}, std::move(handler)));
 }
 
 std::future<bool> StorageManager::deleteScoreSuggestionsOlderThan7Days() {
@@ -268,12 +287,13 @@ void StorageManager::saveRecentSearch(std::int64_t id, const std::string& type,
   dataManager_->saveRecentSearch(id, type, searchEntity, passOnce(false, std::move(handler)));
 }
 
-std::future<std::vector<MORecentSearch>> StorageManager::getRecentSearches() {
+std::future<ReadResult<std::vector<MORecentSearch>>> StorageManager::getRecentSearches() {
   return dataManager_->getRecentSearches();
 }
 
 void StorageManager::getRecentSearches(RecentSearchesHandler handler) {
-  dataManager_->getRecentSearches(passOnce(std::vector<MORecentSearch>{}, std::move(handler)));
+  dataManager_->getRecentSearches(
+      passOnce(ReadResult<std::vector<MORecentSearch>>{}, std::move(handler)));
 }
 
 std::future<bool> StorageManager::deleteRecentSearch(std::int64_t id, const std::string& type) {
@@ -304,14 +324,14 @@ void StorageManager::savePlayerValueVote(std::int64_t playerId, bool isValueHigh
                                     passOnce(false, std::move(handler)));
 }
 
-std::future<std::optional<MOPlayerValueUserVote>> StorageManager::getPlayerValueVote(
+std::future<ReadResult<std::optional<MOPlayerValueUserVote>>> StorageManager::getPlayerValueVote(
     std::int64_t playerId) {
   return dataManager_->getPlayerValueVote(playerId);
 }
 
 void StorageManager::getPlayerValueVote(std::int64_t playerId, PlayerValueVoteHandler handler) {
   dataManager_->getPlayerValueVote(
-      playerId, passOnce(std::optional<MOPlayerValueUserVote>{}, std::move(handler)));
+      playerId, passOnce(ReadResult<std::optional<MOPlayerValueUserVote>>{}, std::move(handler)));
 }
 
 std::future<bool> StorageManager::markNewsItemAsRead(const std::string& id) {
@@ -322,12 +342,12 @@ void StorageManager::markNewsItemAsRead(const std::string& id, BoolHandler handl
   dataManager_->markNewsItemAsRead(id, passOnce(false, std::move(handler)));
 }
 
-std::future<bool> StorageManager::isNewsItemRead(const std::string& id) {
+std::future<ReadResult<bool>> StorageManager::isNewsItemRead(const std::string& id) {
   return dataManager_->isNewsItemRead(id);
 }
 
-void StorageManager::isNewsItemRead(const std::string& id, BoolHandler handler) {
-  dataManager_->isNewsItemRead(id, passOnce(false, std::move(handler)));
+void StorageManager::isNewsItemRead(const std::string& id, ReadFlagHandler handler) {
+  dataManager_->isNewsItemRead(id, passOnce(ReadResult<bool>{}, std::move(handler)));
 }
 
 }  // namespace kestrel

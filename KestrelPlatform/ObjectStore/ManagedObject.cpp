@@ -137,12 +137,15 @@ std::optional<Bytes> ManagedObject::dataValue(std::string_view key) const {
   return std::nullopt;
 }
 
-std::vector<std::shared_ptr<ManagedObject>> ManagedObject::relatedObjects(
+std::optional<std::vector<std::shared_ptr<ManagedObject>>> ManagedObject::relatedObjects(
     std::string_view relationship) const {
   const RelationshipDescription* description = relationshipFor(relationship);
+  if (description == nullptr) return std::vector<std::shared_ptr<ManagedObject>>{};
   const auto context = context_.lock();
-  if (description == nullptr || !context) return {};
-  return context->relatedObjects(*this, *description);
+  if (!context) return std::nullopt;
+  FetchResult related = context->relatedObjects(*this, *description);
+  if (related.error) return std::nullopt;
+  return std::move(related.objects);
 }
 
 bool ManagedObject::addRelatedObject(std::string_view relationship,

@@ -90,8 +90,10 @@ class ManagedObject : public std::enable_shared_from_this<ManagedObject> {
   std::optional<Bytes> dataValue(std::string_view key) const;
 
   /// The destination objects of a to-many relationship, as the context sees
-  /// them (fetched through it); empty for an unknown relationship (logged).
-  std::vector<std::shared_ptr<ManagedObject>> relatedObjects(std::string_view relationship) const;
+  /// them (fetched through it); empty for an unknown relationship (logged),
+  /// std::nullopt when the fetch failed (logged) or the context is gone.
+  std::optional<std::vector<std::shared_ptr<ManagedObject>>> relatedObjects(
+      std::string_view relationship) const;
   /// Makes `object` (of the same context and the destination entity) a
   /// member of the relationship; false (and logged) otherwise.
   bool addRelatedObject(std::string_view relationship, const std::shared_ptr<ManagedObject>& object);

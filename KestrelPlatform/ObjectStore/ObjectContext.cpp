@@ -4,6 +4,8 @@
 #include <KestrelPlatform/ObjectStore/SqliteStore.h>
 #include <KestrelPlatform/ObjectStore/StoreCoordinator.h>
 
+#include <algorithm>
+
 namespace kestrel::platform {
 namespace {
 
@@ -109,41 +111,61 @@ void ObjectContext::noteChangeLocked(std::shared_ptr<ManagedObject> object) {
   changeCount_ = changed_.size();
 }
 
-void ObjectContext::deleteObject(const std::shared_ptr<ManagedObject>& object) {
+std::optional<StoreError> ObjectContext::deleteObject(const std::shared_ptr<ManagedObject>& object) {
   if (!object || object->context().get() != this) {
-    log("Object store: an object can only be deleted by its own context");
-    return;
+    StoreError error{StoreErrorCode::invalidObject, "An object can only be deleted by its own context.", {}};
+    log("Object store: %s", error.fullDescription().c_str());
+    return error;
   }
-  if (object->isDeleted()) return;
+  // Everything the delete rules reach is fetched before anything changes,
+  // so that a fetch that fails leaves every object as it was.
+  DeletionPlan plan;
+  if (auto error = planDeletion(object, plan)) return error;
+  for (const auto& [member, link] : plan.nullified) member->setValueAt(link, ObjectValue::null());
+  std::lock_guard lock(*lock_);
+  for (const auto& doomed : plan.deleted) {
+    const ObjectID id = doomed->objectID();
+    if (doomed->state_ == ManagedObject::State::inserted) {
+      changed_.erase(id);
+    } else {
+      changed_[id] = doomed;
+    }
+    doomed->state_ = ManagedObject::State::deleted;
+    registered_.erase(id);
+  }
+  changeCount_ = changed_.size();
+  return std::nullopt;
+}
+
+std::optional<StoreError> ObjectContext::planDeletion(const std::shared_ptr<ManagedObject>& object,
+                                                      DeletionPlan& plan) {
+  if (object->isDeleted() ||
+      std::find(plan.deleted.begin(), plan.deleted.end(), object) != plan.deleted.end()) {
+    return std::nullopt;
+  }
+  plan.deleted.push_back(object);
   for (const auto& relationship : object->entity().relationships()) {
+    FetchResult members = relatedObjects(*object, relationship);
+    if (members.error) return members.error;
     const auto destination = entityForName(relationship.destinationEntity);
     const auto link = destination ? destination->attributeIndex(relationship.linkAttribute) : std::nullopt;
-    for (const auto& member : relatedObjects(*object, relationship)) {
+    for (const auto& member : members.objects) {
       if (relationship.deleteRule == DeleteRule::cascade) {
-        deleteObject(member);
+        if (auto error = planDeletion(member, plan)) return error;
       } else if (link) {
-        member->setValueAt(*link, ObjectValue::null());
+        plan.nullified.emplace_back(member, *link);
       }
     }
   }
-  std::lock_guard lock(*lock_);
-  const ObjectID id = object->objectID();
-  if (object->state_ == ManagedObject::State::inserted) {
-    changed_.erase(id);
-  } else {
-    changed_[id] = object;
-  }
-  object->state_ = ManagedObject::State::deleted;
-  registered_.erase(id);
-  changeCount_ = changed_.size();
+  return std::nullopt;
 }
 
-std::vector<std::shared_ptr<ManagedObject>> ObjectContext::relatedObjects(
-    const ManagedObject& owner, const RelationshipDescription& relationship) {
+FetchResult ObjectContext::relatedObjects(const ManagedObject& owner,
+                                          const RelationshipDescription& relationship) {
   FetchRequest request(relationship.destinationEntity);
   request.predicate = Predicate::comparison(relationship.linkAttribute, Predicate::Operator::equal,
                                             owner.objectID().primaryKey);
-  return execute(request).objects;
+  return execute(request);
 }
 
 std::optional<StoreError> ObjectContext::validate(const std::vector<Snapshot>& changes,

@@ -40,6 +40,7 @@
 #include <span>
 #include <string_view>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 namespace kestrel::platform {
@@ -94,8 +95,10 @@ class ObjectContext : public std::enable_shared_from_this<ObjectContext> {
   /// How many objects the request would fetch; std::nullopt on failure.
   std::optional<std::size_t> count(const FetchRequest& request);
   /// Marks the object deleted (with the delete rules of its relationships);
-  /// an object inserted and not yet saved simply goes.
-  void deleteObject(const std::shared_ptr<ManagedObject>& object);
+  /// an object inserted and not yet saved simply goes. When its related
+  /// objects cannot be fetched (the store is busy or unreadable), nothing is
+  /// deleted and the fetch's error is returned.
+  std::optional<StoreError> deleteObject(const std::shared_ptr<ManagedObject>& object);
 
   bool hasChanges() const { return changeCount_.load() > 0; }
   /// Pushes the changes to the parent, or writes them to the store; the
@@ -121,8 +124,14 @@ class ObjectContext : public std::enable_shared_from_this<ObjectContext> {
 
   // Called by ManagedObject with *lock_ held.
   void noteChangeLocked(std::shared_ptr<ManagedObject> object);
-  std::vector<std::shared_ptr<ManagedObject>> relatedObjects(const ManagedObject& owner,
-                                                             const RelationshipDescription& relationship);
+  FetchResult relatedObjects(const ManagedObject& owner, const RelationshipDescription& relationship);
+  // What a delete changes: the objects to delete (the cascades followed)
+  // and the members whose link to nullify, with its attribute position.
+  struct DeletionPlan {
+    std::vector<std::shared_ptr<ManagedObject>> deleted;
+    std::vector<std::pair<std::shared_ptr<ManagedObject>, std::size_t>> nullified;
+  };
+  std::optional<StoreError> planDeletion(const std::shared_ptr<ManagedObject>& object, DeletionPlan& plan);
 
   // Visits the matching records' keys and values (`columns` null: every
   // attribute, otherwise just those), then sets the entity and store.

@@ -36,6 +36,10 @@ std::shared_ptr<SqliteStore> SqliteStore::open(const std::filesystem::path& loca
   }
   auto connection = SqliteConnection::open(location, false, error);
   if (!connection) return nullptr;
+  if ((error = connection->execute("PRAGMA busy_timeout = " +
+                                   std::to_string(description.busyTimeout.count())))) {
+    return nullptr;
+  }
   std::shared_ptr<SqliteStore> store(
       new SqliteStore(location, std::move(connection), model->currentVersion()));
   error = store->load(*model, description, policies);

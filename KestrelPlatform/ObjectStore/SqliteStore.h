@@ -9,6 +9,9 @@
 // Every save is one transaction of bound INSERT, UPDATE and DELETE
 // statements; the file runs with a rollback journal and synchronous=FULL,
 // so a save that returned is on disk and a save cut short leaves nothing.
+// A statement waits for a lock another connection holds as long as the
+// description allows (busyTimeout), then fails as busy: a fetch that fails
+// is an error, never an empty result.
 // Primary keys are handed out from memory (one past the largest stored),
 // so objects have their final identity from the moment they are inserted.
 //

@@ -24,6 +24,7 @@ enum class StoreErrorCode {
   noStore,              // no persistent store is loaded
   invalidPredicate,     // a malformed format, unknown attribute or unusable argument
   unknownEntity,        // no entity of that name in the model
+  invalidObject,        // the object does not belong to the context asked to change it
 };
 
 struct StoreError {

@@ -15,6 +15,14 @@ class DataManagerRecordsTest : public DataManagerTest {
   static constexpr std::int64_t kNowSeconds = static_cast<std::int64_t>(kNow);
 
   void setNow(std::int64_t seconds) { platform::Clock::setFixed(static_cast<double>(seconds)); }
+
+  /// What a read delivered, failing the test when the read itself failed.
+  template <class T>
+  static T read(std::future<ReadResult<T>> future) {
+    ReadResult<T> result = future.get();
+    EXPECT_TRUE(result) << "the read failed";
+    return result ? std::move(*result) : T{};
+  }
 };
 
 TEST_F(DataManagerRecordsTest, HighlightsAreUpsertedByIdAndPurgedSevenDaysAfterTheLastWatch) {
@@ -34,12 +42,12 @@ TEST_F(DataManagerRecordsTest, HighlightsAreUpsertedByIdAndPurgedSevenDaysAfterT
       [&] { zero.set_value(); });  // never watched (lastWatching 0): kept
   zero.get_future().get();
 
-  const auto highlight = manager_->fetchHighlight(3).get();
+  const auto highlight = read(manager_->fetchHighlight(3));
   ASSERT_TRUE(highlight);
   EXPECT_EQ(highlight->lastWatching(), kNowSeconds);
   EXPECT_EQ(highlight->url(), "https://c");
   EXPECT_EQ(highlight->urlCreated(), 30);
-  EXPECT_FALSE(manager_->fetchHighlight(9).get());
+  EXPECT_FALSE(read(manager_->fetchHighlight(9)));
   EXPECT_EQ(manager_->getHighlightsForCacheWithCompletion().get(), (DataManager::IDSet{1, 2, 3, 4, 5}));
 
   EXPECT_EQ(manager_->purgeHighlightsOlderThan7Days(true).get().records, std::vector<std::int64_t>{1});
@@ -71,7 +79,7 @@ TEST_F(DataManagerRecordsTest, RecentSearchesComeNewestFirstUpToTheLimit) {
   loaded();
   const auto order = [&] {
     std::vector<std::string> found;
-    for (const MORecentSearch& search : manager_->getRecentSearches().get()) {
+    for (const MORecentSearch& search : read(manager_->getRecentSearches())) {
       found.push_back(search.type().value_or("") + std::to_string(search.id()));
     }
     return found;
@@ -85,7 +93,7 @@ TEST_F(DataManagerRecordsTest, RecentSearchesComeNewestFirstUpToTheLimit) {
   setNow(kNowSeconds + 6);
   EXPECT_TRUE(manager_->saveRecentSearch(1, "team", {9}).get());  // searched again: to the front
   EXPECT_EQ(order(), (std::vector<std::string>{"team1", "team2", "player1"}));
-  const auto searches = manager_->getRecentSearches().get();
+  const auto searches = read(manager_->getRecentSearches());
   EXPECT_EQ(searches.front().searchEntity(), platform::Bytes{9});
   EXPECT_EQ(searches.front().timestamp(), kNowSeconds + 6);
   EXPECT_EQ(searches.back().searchEntity(), platform::Bytes{});
@@ -134,39 +142,41 @@ TEST_F(DataManagerRecordsTest, AScoreSuggestionIsReplacedWithItsItemsAndPurgedAf
   EXPECT_EQ(countOnDisk("MOEventScoreSuggestion"), 3);
   EXPECT_EQ(countOnDisk("MOEventScoreItem"), 4);  // the replaced suggestion's item went with it
 
-  const auto suggestion = manager_->getScoreSuggestion(3).get();
+  const auto suggestion = read(manager_->getScoreSuggestion(3));
   ASSERT_TRUE(suggestion);
   EXPECT_EQ(suggestion->id(), "second");
   EXPECT_EQ(suggestion->timestamp(), kNowSeconds);
   std::vector<MOEventScoreItem::Values> items;
   manager_->backgroundContext()->performAndWait([&] {
-    for (const MOEventScoreItem& item : suggestion->eventScores()) items.push_back(item.values());
+    const auto scores = suggestion->eventScores();
+    ASSERT_TRUE(scores);
+    for (const MOEventScoreItem& item : *scores) items.push_back(item.values());
   });
   EXPECT_EQ(items, (std::vector<MOEventScoreItem::Values>{goal, second}));
-  EXPECT_FALSE(manager_->getScoreSuggestion(4).get());
+  EXPECT_FALSE(read(manager_->getScoreSuggestion(4)));
 
   EXPECT_TRUE(manager_->deleteScoreSuggestionsOlderThan7Days().get());
-  EXPECT_FALSE(manager_->getScoreSuggestion(1).get());
-  EXPECT_TRUE(manager_->getScoreSuggestion(2).get());
+  EXPECT_FALSE(read(manager_->getScoreSuggestion(1)));
+  EXPECT_TRUE(read(manager_->getScoreSuggestion(2)));
   EXPECT_EQ(countOnDisk("MOEventScoreItem"), 3);
 }
 
 TEST_F(DataManagerRecordsTest, PlayerValueVotesAndReadNewsItemsRoundTrip) {
   loaded();
-  EXPECT_FALSE(manager_->getPlayerValueVote(5).get());
+  EXPECT_FALSE(read(manager_->getPlayerValueVote(5)));
   EXPECT_TRUE(manager_->savePlayerValueVote(5, true, 1'500'000).get());
   EXPECT_TRUE(manager_->savePlayerValueVote(5, false, 2'000'000).get());
-  const auto vote = manager_->getPlayerValueVote(5).get();
+  const auto vote = read(manager_->getPlayerValueVote(5));
   ASSERT_TRUE(vote);
   EXPECT_FALSE(vote->isValueHigher());
   EXPECT_EQ(vote->value(), 2'000'000);
   EXPECT_EQ(countOnDisk("MOPlayerValueUserVote"), 1);
 
-  EXPECT_FALSE(manager_->isNewsItemRead("n-1").get());
+  EXPECT_EQ(manager_->isNewsItemRead("n-1").get(), false);
   EXPECT_TRUE(manager_->markNewsItemAsRead("n-1").get());
   EXPECT_TRUE(manager_->markNewsItemAsRead("n-1").get());
-  EXPECT_TRUE(manager_->isNewsItemRead("n-1").get());
-  EXPECT_FALSE(manager_->isNewsItemRead("n-1' OR '1'='1").get());
+  EXPECT_EQ(manager_->isNewsItemRead("n-1").get(), true);
+  EXPECT_EQ(manager_->isNewsItemRead("n-1' OR '1'='1").get(), false);
   EXPECT_EQ(countOnDisk("MONewsItem"), 1);
 }
 

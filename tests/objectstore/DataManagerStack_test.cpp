@@ -197,8 +197,9 @@ TEST_F(DataManagerStackTest, FuturesBecomeReadyWhenTheStoreCannotLoad) {
   EXPECT_FALSE(m.editVote(1, "fullTime", "2", true).get());
   EXPECT_FALSE(m.markAsAdded(1, "fullTime").get());
   EXPECT_FALSE(m.markAsEdited(1, "fullTime").get());
+  // Every read reports its failure, never "nothing found".
   EXPECT_EQ(m.getVoteForEvent(1, "fullTime"), std::nullopt);
-  EXPECT_TRUE(m.getUnsuccessfulVotesWithCompletion().get().empty());
+  EXPECT_EQ(m.getUnsuccessfulVotesWithCompletion().get(), std::nullopt);
   EXPECT_EQ(m.getVotesForCache().get(), std::nullopt);
   EXPECT_FALSE(m.deleteVotesOlderThan90Days().get());
   EXPECT_FALSE(m.deleteVotes().get());
@@ -213,7 +214,7 @@ TEST_F(DataManagerStackTest, FuturesBecomeReadyWhenTheStoreCannotLoad) {
   EXPECT_EQ(m.getUniqueStagesForCacheWithCompletion().get(), std::nullopt);
   EXPECT_FALSE(m.deleteUniqueStages().get());
   EXPECT_FALSE(m.saveRecentSearch(1, "team", {1}).get());
-  EXPECT_TRUE(m.getRecentSearches().get().empty());
+  EXPECT_EQ(m.getRecentSearches().get(), std::nullopt);
   EXPECT_FALSE(m.deleteRecentSearch(1, "team").get());
   EXPECT_FALSE(m.deleteRecentSearches().get());
   EXPECT_FALSE(m.saveScoreSuggestion("s", 1, {}).get());
@@ -222,7 +223,7 @@ TEST_F(DataManagerStackTest, FuturesBecomeReadyWhenTheStoreCannotLoad) {
   EXPECT_FALSE(m.savePlayerValueVote(1, true, 5).get());
   EXPECT_FALSE(m.getPlayerValueVote(1).get());
   EXPECT_FALSE(m.markNewsItemAsRead("n").get());
-  EXPECT_FALSE(m.isNewsItemRead("n").get());
+  EXPECT_EQ(m.isNewsItemRead("n").get(), std::nullopt);
   EXPECT_FALSE(m.purgeVotesOlderThan90Days(true).get().succeeded);
   EXPECT_FALSE(m.purgeHighlightsOlderThan7Days(false).get().succeeded);
 

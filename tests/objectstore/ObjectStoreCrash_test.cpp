@@ -1,6 +1,7 @@
-// Crash safety: a process saving votes, or migrating the store, is killed
-// (SIGKILL) at random moments; the store must load afterwards, pass the
-// integrity check and hold every save that was reported finished.
+// Crash safety: a process saving, editing and marking votes, or migrating
+// the store, is killed (SIGKILL) at random moments; the store must load
+// afterwards, pass the integrity check and hold every change that was
+// acknowledged.
 //
 // The killed processes are this test executable started again with
 // KESTREL_OBJECTSTORE_CRASH_CHILD set: a static initializer below sees it,
@@ -17,11 +18,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <future>
+#include <map>
 #include <random>
-#include <set>
 #include <sstream>
 #include <thread>
 
@@ -55,8 +58,22 @@ class KillingVoteMapping : public VoteV2Mapping {
   std::int64_t made_ = 0;
 };
 
-// "save <fd> <home> <first>": saves votes for events first, first + 1, ...
-// and reports each event ID once its save has finished.
+// The steps each event's vote goes through in the "save" child, in order;
+// the child reports eventId * kSteps + step once the step is acknowledged.
+enum Step : std::int64_t { kSaved, kEdited, kMarkedAdded, kMarkedEdited, kSteps };
+
+// Runs a completion form and waits for its result.
+template <class Start>
+bool acknowledged(Start start) {
+  std::promise<bool> done;
+  start([&done](bool ok) { done.set_value(ok); });
+  return done.get_future().get();
+}
+
+// "save <fd> <home> <first>": for events first, first + 1, ...: saves a
+// vote "1" not yet accepted, edits it to "X" (edit not accepted), marks it
+// added, then edited, and reports each step once it is acknowledged (the
+// save through its future, the others through their completions).
 // "migrate <fd> <home> <killAfter>": reports 0, then loads (and so
 // migrates) the store, killed after `killAfter` migrated votes (0: never).
 int runChild(const std::string& task) {
@@ -70,8 +87,14 @@ int runChild(const std::string& task) {
     auto manager = DataManager::forHome(home);
     if (manager->loadStore()) return 2;
     for (std::int64_t eventId = number;; ++eventId) {
-      if (!manager->saveVote(eventId, 1'000'000 + eventId, "fullTime", "1", true).get()) return 3;
-      if (!report(fd, eventId)) return 4;
+      const auto step = [&](Step done, bool ok) { return ok && report(fd, eventId * kSteps + done); };
+      DataManager& m = *manager;
+      if (!step(kSaved, m.saveVote(eventId, 1'000'000 + eventId, "fullTime", "1", false).get()) ||
+          !step(kEdited, acknowledged([&](auto done) { m.editVote(eventId, "fullTime", "X", false, done); })) ||
+          !step(kMarkedAdded, acknowledged([&](auto done) { m.markAsAdded(eventId, "fullTime", done); })) ||
+          !step(kMarkedEdited, acknowledged([&](auto done) { m.markAsEdited(eventId, "fullTime", done); }))) {
+        return 3;
+      }
     }
   }
   if (mode == "migrate") {
@@ -195,49 +218,74 @@ class ObjectStoreCrashTest : public ::testing::Test {
   }
 };
 
-TEST_F(ObjectStoreCrashTest, EveryReportedSaveSurvivesAKillAtAnyMoment) {
+TEST_F(ObjectStoreCrashTest, EveryAcknowledgedSaveEditAndMarkSurvivesAKillAtAnyMoment) {
   testing::TempDir home;
   std::mt19937 random(20240611);
-  std::uniform_int_distribution<int> reportsBeforeKill(0, 3);
+  std::uniform_int_distribution<int> reportsBeforeKill(0, 6);
   std::uniform_int_distribution<int> delayMicroseconds(0, 4000);
-  std::set<std::int64_t> reported;
+  std::map<std::int64_t, std::int64_t> lastStep;  // event -> the last step acknowledged
+  std::int64_t acknowledgedSteps = 0;
   std::int64_t nextEventId = 1;
-  int killedAfterCommit = 0;
   int killedDuringSave = 0;
   for (int round = 0; round < 200; ++round) {
     SCOPED_TRACE("round " + std::to_string(round));
     {
       Child child("save", home.path(), nextEventId);
       ASSERT_TRUE(child.started());
+      const auto note = [&](std::int64_t value) {
+        std::int64_t& last = lastStep.try_emplace(value / kSteps, -1).first->second;
+        last = std::max(last, value % kSteps);
+        ++acknowledgedSteps;
+      };
       const int wanted = reportsBeforeKill(random);
       for (int i = 0; i < wanted; ++i) {
-        const auto eventId = child.next();
-        if (!eventId) break;
-        reported.insert(*eventId);
+        const auto value = child.next();
+        if (!value) break;
+        note(*value);
       }
       // A random moment, not a synchronisation: the kill may land anywhere.
       std::this_thread::sleep_for(std::chrono::microseconds(delayMicroseconds(random)));
       const int status = child.kill();
       ASSERT_TRUE(killedBySigkill(status)) << "the child ended by itself with status " << status;
-      while (const auto eventId = child.next()) reported.insert(*eventId);
+      while (const auto value = child.next()) note(*value);
     }
-    if (!reported.empty()) nextEventId = *reported.rbegin() + 1;
     // A rollback journal left behind: the kill landed inside a save.
     killedDuringSave += std::filesystem::exists(DataManager::storePath(home.path()).string() + "-journal");
 
     const auto manager = reopen(home.path());
-    const auto votes = manager->getVotesForCache().get();
-    ASSERT_TRUE(votes);
-    for (const std::int64_t eventId : reported) {
-      ASSERT_EQ(votes->count(std::to_string(eventId) + "-fullTime"), 1u) << eventId;
+    std::map<std::int64_t, std::string> stored;  // event -> "vote/previous/add/edit"
+    manager->backgroundContext()->performAndWait([&] {
+      const auto result = manager->backgroundContext()->execute(platform::FetchRequest("MOVote"));
+      ASSERT_FALSE(result.error);
+      for (const auto& object : result.objects) {
+        const MOVote vote(object);
+        ASSERT_EQ(stored.count(vote.eventId()), 0u) << "a second record for " << vote.eventId();
+        stored[vote.eventId()] = vote.vote().value_or("nil") + "/" + vote.previousVote().value_or("nil") + "/" +
+                                 (vote.isAddSuccessful() ? "t" : "f") + "/" + (vote.isEditSuccessful() ? "t" : "f");
+      }
+    });
+    for (const auto& [eventId, step] : lastStep) {
+      SCOPED_TRACE("event " + std::to_string(eventId) + ", step " + std::to_string(step));
+      ASSERT_EQ(stored.count(eventId), 1u);
+      const std::string& vote = stored[eventId];
+      if (step >= kEdited) {
+        EXPECT_EQ(vote.substr(0, 4), "X/1/");
+      }
+      if (step >= kMarkedAdded) {
+        EXPECT_EQ(vote[4], 't') << vote;
+      }
+      if (step == kMarkedEdited) {
+        EXPECT_EQ(vote, "X/1/t/t");
+      }
     }
-    // Any vote beyond those reported was saved just before the kill.
-    killedAfterCommit += votes->size() > reported.size() ? 1 : 0;
+    // The next child starts after every event stored, acknowledged or not.
+    if (!stored.empty()) nextEventId = stored.rbegin()->first + 1;
   }
-  EXPECT_GT(reported.size(), 100u);
-  RecordProperty("reportedSaves", static_cast<int>(reported.size()));
+  EXPECT_GT(acknowledgedSteps, 400);
+  EXPECT_GT(std::count_if(lastStep.begin(), lastStep.end(), [](const auto& e) { return e.second == kMarkedEdited; }),
+            50);
+  RecordProperty("acknowledgedSteps", static_cast<int>(acknowledgedSteps));
   RecordProperty("killedDuringSave", killedDuringSave);
-  RecordProperty("killedBetweenCommitAndReport", killedAfterCommit);
 }
 
 TEST_F(ObjectStoreCrashTest, AMigrationKilledMidwayLeavesTheFirstLayoutForTheNextLoad) {
@@ -286,12 +334,12 @@ TEST_F(ObjectStoreCrashTest, AMigrationKilledMidwayLeavesTheFirstLayoutForTheNex
   ASSERT_TRUE(unsent);
   EXPECT_EQ(unsent->size(), static_cast<std::size_t>(kFirstLayoutVotes));
   EXPECT_EQ(unsent->at("3-fullTime"), "X");
-  const auto vote = manager->fetchVote(2, "fullTime").get();
+  const auto vote = manager->fetchVote(2, "fullTime").get().value_or(std::nullopt);
   ASSERT_TRUE(vote);
   EXPECT_FALSE(vote->isAddSuccessful());
   EXPECT_TRUE(vote->isEditSuccessful());
   EXPECT_EQ(vote->eventTimestamp(), 1'000'002);
-  EXPECT_TRUE(manager->fetchVote(1, "fullTime").get()->isAddSuccessful());
+  EXPECT_TRUE(manager->fetchVote(1, "fullTime").get().value_or(std::nullopt)->isAddSuccessful());
 }
 
 }  // namespace

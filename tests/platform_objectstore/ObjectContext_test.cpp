@@ -2,15 +2,18 @@
 // queues and nesting; relationships; saves that fail.
 #include "GardenModel.h"
 #include "support/LogCapture.h"
+#include "support/StoreLock.h"
 #include "support/TempDir.h"
 
 #include <KestrelPlatform/ObjectStore/ObjectContext.h>
 #include <KestrelPlatform/ObjectStore/SqliteStore.h>
+#include <KestrelPlatform/ObjectStore/StoreCoordinator.h>
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <future>
 
 namespace kestrel::platform {
@@ -213,7 +216,7 @@ TEST_F(ObjectContextTest, DeletingAnOwnerDeletesTheMembersOfItsCascadingRelation
         EXPECT_TRUE(bed->addRelatedObject("plants", plant));
       }
     }
-    EXPECT_EQ(bed->relatedObjects("plants").size(), 2u);
+    EXPECT_EQ(bed->relatedObjects("plants").value().size(), 2u);
     EXPECT_FALSE(bed->addRelatedObject("plants", bed));  // not a Plant
   });
   save(*child);
@@ -222,7 +225,7 @@ TEST_F(ObjectContextTest, DeletingAnOwnerDeletesTheMembersOfItsCascadingRelation
   child->performAndWait([&] {
     auto beds = child->execute(FetchRequest("Bed")).objects;
     ASSERT_EQ(beds.size(), 1u);
-    auto members = beds[0]->relatedObjects("plants");
+    auto members = beds[0]->relatedObjects("plants").value_or(std::vector<std::shared_ptr<ManagedObject>>{});
     ASSERT_EQ(members.size(), 2u);
     EXPECT_TRUE(beds[0]->removeRelatedObject("plants", members[1]));
     EXPECT_FALSE(beds[0]->removeRelatedObject("plants", members[1]));
@@ -233,6 +236,54 @@ TEST_F(ObjectContextTest, DeletingAnOwnerDeletesTheMembersOfItsCascadingRelation
   save(*child);
   save(*view_);
   EXPECT_EQ(namesOnDisk(), (std::vector<std::string>{"p2", "p3"}));
+}
+
+TEST_F(ObjectContextTest, ADeleteWhoseCascadeCannotBeReadChangesNothing) {
+  // A store that waits only briefly for another connection's lock.
+  auto container = gardenContainer(dir_.path() / "locked");
+  StoreDescription description;
+  description.busyTimeout = std::chrono::milliseconds(20);
+  container->setPersistentStoreDescriptions({description});
+  ASSERT_FALSE(loadStores(*container));
+  auto child = childOfView(*container);
+  std::shared_ptr<ManagedObject> bed;
+  child->performAndWait([&] {
+    bed = child->insertNewObject("Bed");
+    bed->setValue("label", "south");
+    auto plant = child->insertNewObject("Plant");
+    plant->setValue("id", 1);
+    plant->setValue("name", "p1");
+    EXPECT_TRUE(bed->addRelatedObject("plants", plant));
+  });
+  save(*child);
+  save(*container->viewContext());
+
+  {
+    testing::LogCapture log;
+    testing::StoreLock lock(container->persistentStoreCoordinator()->store()->location(),
+                            testing::StoreLock::Kind::exclusive);
+    ASSERT_TRUE(lock.held());
+    child->performAndWait([&] {
+      EXPECT_FALSE(bed->relatedObjects("plants"));  // unreadable, not empty
+      const auto error = child->deleteObject(bed);
+      ASSERT_TRUE(error);
+      EXPECT_EQ(error->code, StoreErrorCode::sqliteFailed);
+      EXPECT_FALSE(bed->isDeleted());
+      EXPECT_FALSE(child->hasChanges());
+    });
+    EXPECT_GT(log.countContaining("failed"), 0u);
+  }
+  child->performAndWait([&] {
+    EXPECT_FALSE(child->deleteObject(bed));
+    EXPECT_TRUE(bed->isDeleted());
+  });
+  save(*child);
+  save(*container->viewContext());
+  auto fresh = container->newBackgroundContext();
+  fresh->performAndWait([&] {
+    EXPECT_TRUE(fresh->execute(FetchRequest("Bed")).objects.empty());
+    EXPECT_TRUE(fresh->execute(FetchRequest("Plant")).objects.empty());
+  });
 }
 
 TEST_F(ObjectContextTest, AFailedSaveKeepsItsChangesUntilRolledBackAndWritesNothing) {

@@ -247,7 +247,9 @@ std::set<std::string> StorageTest::storedTvSuggestions() const {
 
 std::set<std::string> StorageTest::storedVotes() const {
   std::set<std::string> votes;
-  if (auto stored = dataManager_->getVotesForCache().get()) {
+  const auto stored = dataManager_->getVotesForCache().get();
+  EXPECT_TRUE(stored) << "the votes could not be read";
+  if (stored) {
     for (const auto& [key, value] : *stored) votes.insert(key + "=" + value);
   }
   return votes;
@@ -255,11 +257,13 @@ std::set<std::string> StorageTest::storedVotes() const {
 
 StorageManager::IDSet StorageTest::storedHighlightIDs() const {
   const auto stored = dataManager_->getHighlightsForCacheWithCompletion().get();
+  EXPECT_TRUE(stored) << "the highlights could not be read";
   return stored ? IDSet(stored->begin(), stored->end()) : IDSet{};
 }
 
 StorageManager::IDSet StorageTest::storedUniqueStageIDs() const {
   const auto stored = dataManager_->getUniqueStagesForCacheWithCompletion().get();
+  EXPECT_TRUE(stored) << "the unique stages could not be read";
   return stored ? IDSet(stored->begin(), stored->end()) : IDSet{};
 }
 
@@ -286,6 +290,16 @@ std::set<std::string> StorageTest::cachedVotes() const {
     votes.insert(key + "=" + value);
   }
   return votes;
+}
+
+void StorageTest::expectStoreCachesAgree(const std::string& step) {
+  SCOPED_TRACE(step);
+  for (const char* name : {"DBCacheVote", "DBCacheHighlights", "DBCacheUniqueStage"}) cache(name).initCache();
+  settleStore();
+  EXPECT_EQ(cachedVotes(), storedVotes());
+  const auto highlights = cache("DBCacheHighlights").getIDs();
+  EXPECT_EQ(IDSet(highlights.begin(), highlights.end()), storedHighlightIDs());
+  EXPECT_EQ(storage_->getFollowedUniqueStageIDs(), storedUniqueStageIDs());
 }
 
 void StorageTest::expectCachesAgreeWithStores(const std::string& step) const {

@@ -79,7 +79,8 @@ class StorageTest : public ::testing::Test {
   std::vector<std::int64_t> storedPinnedIDs() const;
   IDSet storedFantasyIDs() const;
   std::set<std::string> storedTvSuggestions() const;
-  /// The votes as "<key>=<value>", and the highlight and unique-stage IDs.
+  /// The votes as "<key>=<value>", and the highlight and unique-stage IDs;
+  /// a read that fails fails the test.
   std::set<std::string> storedVotes() const;
   IDSet storedHighlightIDs() const;
   IDSet storedUniqueStageIDs() const;
@@ -93,6 +94,10 @@ class StorageTest : public ::testing::Test {
 
   /// Every cache answer of the facade against a fresh read of its store.
   void expectCachesAgreeWithStores(const std::string& step) const;
+  /// The three caches fed from the object store against a fresh read of it,
+  /// once each has asked the store again (if it had nothing) and every
+  /// answer has come in.
+  void expectStoreCachesAgree(const std::string& step);
 
   TempDir home_;
   std::shared_ptr<DataManager> dataManager_;

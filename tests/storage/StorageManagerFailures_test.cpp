@@ -200,7 +200,7 @@ TEST_F(StorageManagerBrokenStoreTest, EveryStoreOperationResolvesWithItsFailureV
   EXPECT_FALSE(resolved(s.edit(NMEventVoteValue(1), type, 1, true)));
   EXPECT_FALSE(resolved(s.markAsAdded(1, type)));
   EXPECT_FALSE(resolved(s.markAsEdited(1, type)));
-  EXPECT_TRUE(resolved(s.getUnsuccessfulVotes()).empty());
+  EXPECT_FALSE(resolved(s.getUnsuccessfulVotes()));  // a failure, not "none"
   EXPECT_FALSE(resolved(s.deleteVotes()));
   EXPECT_FALSE(resolved(s.markHighlightWatched(2, "https://clip", 1)));
   EXPECT_FALSE(resolved(s.fetchHighlight(2)));
@@ -210,10 +210,11 @@ TEST_F(StorageManagerBrokenStoreTest, EveryStoreOperationResolvesWithItsFailureV
   EXPECT_FALSE(resolved(s.saveScoreSuggestion("s1", 1, {})));
   EXPECT_FALSE(resolved(s.getScoreSuggestion(1)));
   EXPECT_FALSE(resolved(s.saveRecentSearch(4, "team", {})));
-  EXPECT_TRUE(resolved(s.getRecentSearches()).empty());
+  EXPECT_FALSE(resolved(s.getRecentSearches()));
   EXPECT_FALSE(resolved(s.savePlayerValueVote(5, true, 100)));
   EXPECT_FALSE(resolved(s.getPlayerValueVote(5)));
   EXPECT_FALSE(resolved(s.markNewsItemAsRead("n1")));
+  EXPECT_FALSE(resolved(s.isNewsItemRead("n1")));
 
   // The caches fed from the store hold nothing it does not.
   EXPECT_FALSE(s.getVote(1, type));

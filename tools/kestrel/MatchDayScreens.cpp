@@ -134,13 +134,14 @@ Json MatchDay::followed() const {
 
 Json MatchDay::votes() const {
   const StorageManager& storage = *storage_;
-  std::vector<model::UnsavedVote> unsent = storage_->getUnsuccessfulVotes().get();
+  const ReadResult<std::vector<model::UnsavedVote>> unsent = storage_->getUnsuccessfulVotes().get();
+  if (!unsent) throw DemoStepFailed("could not read the votes to send again");
   Json votes = Json::array();
   for (const DemoEvent& demo : day_.events) {
     for (const model::NMEventVoteType type : kVoteTypes) {
       const std::optional<model::NMEventVoteValue> vote = storage.getVote(demo.event.ID, type);
       if (!vote) continue;
-      const bool resend = std::any_of(unsent.begin(), unsent.end(), [&](const auto& waiting) {
+      const bool resend = std::any_of(unsent->begin(), unsent->end(), [&](const auto& waiting) {
         return waiting.eventId == demo.event.ID && waiting.type == type;
       });
       votes.push_back({{"event", demo.event.ID},
