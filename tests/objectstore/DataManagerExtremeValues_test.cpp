@@ -84,12 +84,15 @@ TEST_F(DataManagerExtremeValuesTest, TextsKeepEveryByte) {
   EXPECT_TRUE(manager_->markHighlightWatched(1, text, 0).get());
   EXPECT_TRUE(manager_->saveVote(7, 100, text, text, true).get());
   const auto highlight = manager_->fetchHighlight(1).get();
-  ASSERT_TRUE(highlight);
-  EXPECT_TRUE(highlight->url() == text);
+  ASSERT_TRUE(highlight && *highlight);
+  EXPECT_TRUE((*highlight)->url() == text);
   const auto vote = manager_->fetchVote(7, text).get();
-  ASSERT_TRUE(vote);
-  EXPECT_TRUE(vote->vote() == text);
-  EXPECT_FALSE(manager_->fetchVote(7, text.substr(0, text.find('\0'))).get());
+  ASSERT_TRUE(vote && *vote);
+  EXPECT_TRUE((*vote)->vote() == text);
+  // The text up to its NUL byte is another key: read, and not found.
+  const auto cut = manager_->fetchVote(7, text.substr(0, text.find('\0'))).get();
+  ASSERT_TRUE(cut);
+  EXPECT_FALSE(*cut);
 }
 
 }  // namespace

@@ -43,7 +43,9 @@ class StorageManagerHostileValuesTest : public testing::StorageTest {
     ASSERT_NE(cachedStage, cachedStages.end());
     EXPECT_EQ(cachedStage->flag, kIndonesia);
     EXPECT_EQ(cachedStage->desc, "Id");
-    const std::optional<model::Stage> stored = storage_->getStage(3).get();
+    const ReadResult<std::optional<model::Stage>> read = storage_->getStage(3).get();
+    ASSERT_TRUE(read.has_value()) << "the stage could not be read";
+    const std::optional<model::Stage>& stored = *read;
     ASSERT_TRUE(stored.has_value());
     EXPECT_EQ(stored->flag, kIndonesia);
     EXPECT_EQ(stored->desc, "Id");
