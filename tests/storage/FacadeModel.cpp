@@ -454,6 +454,16 @@ FacadeModel::Expected FacadeModel::deleteUniqueStages() {
 
 // ---- Lifecycle ----------------------------------------------------------------------------------
 
+void FacadeModel::migrateFavoriteNotificationEvents() {
+  for (auto& [id, row] : events) {
+    if (row.muted == false && ownedByFollowed(row)) {
+      row.muted.reset();
+    } else if (!row.muted && !ownedByFollowed(row)) {
+      row.muted = false;
+    }
+  }
+}
+
 void FacadeModel::cleanDB() {
   std::erase_if(reports, [&](const auto& entry) { return now - entry.second.at > kTenDays; });
   std::erase_if(upvotes, [&](const Upvote& upvote) { return now - upvote.at > kWeek; });

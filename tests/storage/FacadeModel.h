@@ -223,6 +223,10 @@ class FacadeModel {
 
   // ---- Lifecycle ----------------------------------------------------------------------------
 
+  /// The one-time migration: unmuted favourites a followed team or league
+  /// covers become entity-owned; entity-owned rows nobody follows become
+  /// unmuted favourites; muted rows stay.
+  void migrateFavoriteNotificationEvents();
   /// cleanDB(): chat reports and upvotes, highlights, TV answers, votes,
   /// each by its own age.
   void cleanDB();
