@@ -34,16 +34,13 @@ struct DispatchQueue::State {
   static void workerLoop(std::shared_ptr<State> self);
 };
 
-namespace {
+namespace dispatch_detail {
 
-class CurrentQueueScope;
-
-// The innermost block the current thread is running, each scope linking to
-// the one it is nested in. A plain pointer, so it stays valid while static
-// objects are destroyed at exit (a thread_local container would be gone by
-// then, yet a static's destructor may still run a block on a queue).
-thread_local const CurrentQueueScope* tInnermost = nullptr;
-
+// The innermost block the current thread is running (tInnermost, declared in
+// the header), each scope linking to the one it is nested in. A plain
+// pointer, so it stays valid while static objects are destroyed at exit (a
+// thread_local container would be gone by then, yet a static's destructor
+// may still run a block on a queue).
 class CurrentQueueScope {
  public:
   explicit CurrentQueueScope(DispatchQueue::State* state) : state_(state), outer_(tInnermost) {
@@ -61,7 +58,10 @@ class CurrentQueueScope {
   const CurrentQueueScope* outer_;
 };
 
-}  // namespace
+}  // namespace dispatch_detail
+
+using dispatch_detail::CurrentQueueScope;
+using dispatch_detail::tInnermost;
 
 void DispatchQueue::State::startWorkerLocked(const std::shared_ptr<State>& self) {
   if (!worker.joinable()) worker = std::thread(&State::workerLoop, self);
@@ -190,10 +190,6 @@ void DispatchQueue::waitUntilDrained() {
   State& s = *state_;
   std::unique_lock lock(s.mutex);
   s.changed.wait(lock, [&] { return !s.busy && s.items.empty(); });
-}
-
-bool DispatchQueue::isInsideAnyBlock() {
-  return tInnermost != nullptr;
 }
 
 bool DispatchQueue::isCurrent() const {

@@ -26,6 +26,13 @@
 
 namespace kestrel::platform {
 
+namespace dispatch_detail {
+class CurrentQueueScope;
+// The innermost queue block the current thread is running, null outside
+// every block; kept by DispatchQueue.cpp.
+inline thread_local const CurrentQueueScope* tInnermost = nullptr;
+}  // namespace dispatch_detail
+
 class DispatchQueue {
  public:
   using Block = std::function<void()>;
@@ -67,7 +74,7 @@ class DispatchQueue {
   /// True when the current thread is running a block of any queue. A check
   /// that only one queue's blocks must fail asks this first: outside every
   /// block it costs one thread-local read.
-  static bool isInsideAnyBlock();
+  static bool isInsideAnyBlock() { return dispatch_detail::tInnermost != nullptr; }
 
   struct State;
 

@@ -336,9 +336,9 @@ void BM_DBTableEvent_GetAllFavoriteEvents(benchmark::State& state) {
   EventHome& home = homeFor(state);
   std::size_t read = 0;
   for (auto _ : state) {
-    DBTableEvent::getAllFavoriteEvents(home.queue(), [&](std::vector<Event> events) {
-      read = events.size();
-      benchmark::DoNotOptimize(events.data());
+    DBTableEvent::getAllFavoriteEvents(home.queue(), [&](ReadResult<std::vector<Event>> events) {
+      read = events ? events->size() : 0;
+      if (events) benchmark::DoNotOptimize(events->data());
     });
   }
   state.SetItemsProcessed(state.iterations() * home.rows());
@@ -356,7 +356,9 @@ void BM_DBTableEvent_HoldMappedEvents(benchmark::State& state) {
     const std::size_t before = mallinfo2().uordblks;
     std::vector<Event> held;
     DBTableEvent::getAllFavoriteEvents(
-        home.queue(), [&](std::vector<Event> events) { held = std::move(events); });
+        home.queue(), [&](ReadResult<std::vector<Event>> events) {
+          if (events) held = std::move(*events);
+        });
     heapBytes = static_cast<double>(mallinfo2().uordblks - before);
     benchmark::DoNotOptimize(held.data());
     if (held.size() != static_cast<std::size_t>(home.rows())) state.SkipWithError("short read");

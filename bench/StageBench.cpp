@@ -86,9 +86,9 @@ void BM_DBTableStage_GetAllFavoriteStages(benchmark::State& state) {
   StageHome& home = homeFor(state);
   std::size_t read = 0;
   for (auto _ : state) {
-    DBTableStage::getAllFavoriteStages(home.queue(), [&](std::vector<Stage> stages) {
-      read = stages.size();
-      benchmark::DoNotOptimize(stages.data());
+    DBTableStage::getAllFavoriteStages(home.queue(), [&](ReadResult<std::vector<Stage>> stages) {
+      read = stages ? stages->size() : 0;
+      if (stages) benchmark::DoNotOptimize(stages->data());
     });
   }
   state.SetItemsProcessed(state.iterations() * home.rows());

@@ -6,8 +6,8 @@
 
 namespace kestrel {
 
-DBCacheAbstract::DBCacheAbstract(const char* name, WeakQueue queue)
-    : name_(name), lock_(std::make_shared<std::recursive_mutex>()), dbQueue_(std::move(queue)) {}
+DBCacheAbstract::DBCacheAbstract(const char* name, WeakQueue queue, FillNeed fillNeed)
+    : name_(name), fillNeed_(fillNeed), lock_(std::make_shared<std::recursive_mutex>()), dbQueue_(std::move(queue)) {}
 
 DBCacheAbstract::~DBCacheAbstract() = default;
 
@@ -54,12 +54,6 @@ DBCacheAbstract::IDSet DBCacheAbstract::getIDs() {
   const Lock lock = enter("getIDs");
   fill();
   return ids_ ? *ids_ : IDSet{};
-}
-
-bool DBCacheAbstract::containsID(std::int64_t id) {
-  const Lock lock = enter("containsID");
-  fill();
-  return ids_ && ids_->contains(id);
 }
 
 void DBCacheAbstract::fillAndWait(const Request& request,

@@ -89,8 +89,13 @@ class DBCacheAbstract {
   /// The same snapshot, under the name the facade uses.
   IDSet ids() { return getIDs(); }
   /// Whether the ID is cached: one lookup under the lock, no copy. False
-  /// while the IDs are absent. The facade's membership questions use this.
-  bool containsID(std::int64_t id);
+  /// while the IDs are absent. The facade's membership questions use this,
+  /// so it is inline and skips fill() where that has nothing to do.
+  bool containsID(std::int64_t id) {
+    const Lock lock = enter("containsID");
+    if (!ids_ || fillNeed_ == FillNeed::everyOperation) fill();
+    return ids_ && ids_->contains(id);
+  }
 
   // ---- Plain accessors (no lock; see REQUIRES above) --------------------------------
 
@@ -110,10 +115,17 @@ class DBCacheAbstract {
   /// A table read of a set of IDs.
   using ReadIDs = void (*)(const Queue& queue, const IDSetCompletion& completion);
 
+  /// When fill() may have work to do: at every operation (a cache with
+  /// more containers than the IDs, or whose answers arrive from another
+  /// thread), or only while the IDs are absent (a cache of IDs alone read
+  /// from its table).
+  enum class FillNeed { everyOperation, whileIDsAbsent };
+
   /// Stores the queue weakly; fills nothing (a C++ base cannot call its
   /// derived fill while it is being built): each cache's constructor ends
   /// with initCache().
-  DBCacheAbstract(const char* name, WeakQueue queue);
+  DBCacheAbstract(const char* name, WeakQueue queue,
+                  FillNeed fillNeed = FillNeed::everyOperation);
 
   /// Fills the absent containers from the store, with the lock held. The
   /// base fills nothing.
@@ -151,6 +163,7 @@ class DBCacheAbstract {
   void requireOutsideOwnQueue(const char* operation) const;
 
   const char* const name_;
+  const FillNeed fillNeed_;
   const std::shared_ptr<std::recursive_mutex> lock_;
   std::atomic<WeakQueue> dbQueue_;
   std::optional<IDSet> ids_;

@@ -3,7 +3,8 @@
 
 namespace kestrel {
 
-DBCacheEvent::DBCacheEvent(WeakQueue queue) : DBCacheEventIDs("DBCacheEvent", std::move(queue)) {
+DBCacheEvent::DBCacheEvent(WeakQueue queue)
+    : DBCacheEventIDs("DBCacheEvent", std::move(queue), FillNeed::whileIDsAbsent) {
   initCache();
 }
 

@@ -3,7 +3,9 @@
 // cacheEvent() and removeEvent().
 //
 // Fills when its IDs are absent, from DBTableEvent::getFavoriteEventIDs(),
-// waiting for the read; a read that fails leaves the set empty (filled).
+// waiting for the read; a read that fails
+// leaves the IDs absent, to be read again by the next operation. Only
+// while they are absent has the fill work to do, so containsID() skips it.
 //
 // Thread-safety and ownership: as DBCacheAbstract.
 #pragma once

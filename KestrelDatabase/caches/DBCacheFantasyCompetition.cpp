@@ -6,7 +6,7 @@ namespace kestrel {
 DBCacheFantasyCompetition::DBCacheFantasyCompetition() : DBCacheFantasyCompetition(WeakQueue()) {}
 
 DBCacheFantasyCompetition::DBCacheFantasyCompetition(WeakQueue queue)
-    : DBCacheAbstract("DBCacheFantasyCompetition", std::move(queue)) {
+    : DBCacheAbstract("DBCacheFantasyCompetition", std::move(queue), FillNeed::whileIDsAbsent) {
   initCache();
 }
 

@@ -4,7 +4,7 @@
 namespace kestrel {
 
 DBCacheMutedEvent::DBCacheMutedEvent(WeakQueue queue)
-    : DBCacheEventIDs("DBCacheMutedEvent", std::move(queue)) {
+    : DBCacheEventIDs("DBCacheMutedEvent", std::move(queue), FillNeed::whileIDsAbsent) {
   initCache();
 }
 

@@ -4,7 +4,7 @@
 namespace kestrel {
 
 DBCachePlayerNotifications::DBCachePlayerNotifications(WeakQueue queue)
-    : DBCacheAbstract("DBCachePlayerNotifications", std::move(queue)) {
+    : DBCacheAbstract("DBCachePlayerNotifications", std::move(queue), FillNeed::whileIDsAbsent) {
   initCache();
 }
 

@@ -4,7 +4,7 @@
 namespace kestrel {
 
 DBCacheTeamNotifications::DBCacheTeamNotifications(WeakQueue queue)
-    : DBCacheAbstract("DBCacheTeamNotifications", std::move(queue)) {
+    : DBCacheAbstract("DBCacheTeamNotifications", std::move(queue), FillNeed::whileIDsAbsent) {
   initCache();
 }
 

@@ -4,7 +4,7 @@
 namespace kestrel {
 
 DBCacheTournamentNotifications::DBCacheTournamentNotifications(WeakQueue queue)
-    : DBCacheAbstract("DBCacheTournamentNotifications", std::move(queue)) {
+    : DBCacheAbstract("DBCacheTournamentNotifications", std::move(queue), FillNeed::whileIDsAbsent) {
   initCache();
 }
 

@@ -149,12 +149,13 @@ std::optional<StoreError> ObjectContext::planDeletion(const std::shared_ptr<Mana
     if (members.error) return members.error;
     const auto destination = entityForName(relationship.destinationEntity);
     const auto link = destination ? destination->attributeIndex(relationship.linkAttribute) : std::nullopt;
-    for (const auto& member : members.objects) {
-      if (relationship.deleteRule == DeleteRule::cascade) {
+    if (relationship.deleteRule == DeleteRule::cascade) {
+      for (const auto& member : members.objects) {
         if (auto error = planDeletion(member, plan)) return error;
-      } else if (link) {
-        plan.nullified.emplace_back(member, *link);
       }
+    } else if (link) {
+      const std::size_t at = *link;
+      for (const auto& member : members.objects) plan.nullified.emplace_back(member, at);
     }
   }
   return std::nullopt;
