@@ -48,15 +48,29 @@ FacadeModel::Expected FacadeModel::updateEvent(const EventValue& event) {
   return true;
 }
 
-FacadeModel::Expected FacadeModel::muteEvent(ID id) {
-  if (const auto found = events.find(id); found != events.end()) found->second.muted = true;
+namespace {
+
+/// Sets the muted flag of the row, if there is one.
+template <class Rows>
+FacadeModel::Expected setMuted(Rows& rows, FacadeModel::ID id, bool muted) {
+  if (const auto found = rows.find(id); found != rows.end()) found->second.muted = muted;
   return true;
 }
 
-FacadeModel::Expected FacadeModel::unmuteEvent(ID id) {
-  if (const auto found = events.find(id); found != events.end()) found->second.muted = false;
-  return true;
+/// The IDs of the rows with a true muted flag.
+template <class Rows>
+FacadeModel::IDs mutedIDs(const Rows& rows) {
+  FacadeModel::IDs ids;
+  for (const auto& [id, row] : rows) {
+    if (row.muted == true) ids.insert(id);
+  }
+  return ids;
 }
+
+}  // namespace
+
+FacadeModel::Expected FacadeModel::muteEvent(ID id) { return setMuted(events, id, true); }
+FacadeModel::Expected FacadeModel::unmuteEvent(ID id) { return setMuted(events, id, false); }
 
 FacadeModel::Expected FacadeModel::deleteEvent(ID id) {
   events.erase(id);
@@ -95,13 +109,7 @@ FacadeModel::IDs FacadeModel::favoriteEventIDs() const {
   return ids;
 }
 
-FacadeModel::IDs FacadeModel::mutedEventIDs() const {
-  IDs ids;
-  for (const auto& [id, row] : events) {
-    if (row.muted == true) ids.insert(id);
-  }
-  return ids;
-}
+FacadeModel::IDs FacadeModel::mutedEventIDs() const { return mutedIDs(events); }
 
 std::vector<std::pair<FacadeModel::ID, FacadeModel::EventRow>> FacadeModel::allFavoriteEvents()
     const {
@@ -138,18 +146,9 @@ void FacadeModel::removeCachedStage(ID id) {
   std::erase_if(stageCache, [id](const CachedStage& cached) { return cached.id == id; });
 }
 
-FacadeModel::Expected FacadeModel::insertStage(const StageValue& stage) {
-  stages[stage.id] = StageRow{.value = stage, .muted = std::nullopt};
-  if (inStageWindow(stage.rowStart())) {
-    cacheStageEntry(stage);
-  } else {
-    removeCachedStage(stage.id);
-  }
-  return true;
-}
-
-FacadeModel::Expected FacadeModel::insertMutedStage(const StageValue& stage) {
-  stages[stage.id] = StageRow{.value = stage, .muted = true};
+FacadeModel::Expected FacadeModel::insertStage(const StageValue& stage,
+                                               std::optional<bool> muted) {
+  stages[stage.id] = StageRow{.value = stage, .muted = muted};
   if (inStageWindow(stage.rowStart())) {
     cacheStageEntry(stage);
   } else {
@@ -195,15 +194,8 @@ FacadeModel::Expected FacadeModel::updateStage(const StageValue& stage) {
   return true;
 }
 
-FacadeModel::Expected FacadeModel::muteStage(ID id) {
-  if (const auto found = stages.find(id); found != stages.end()) found->second.muted = true;
-  return true;
-}
-
-FacadeModel::Expected FacadeModel::unmuteStage(ID id) {
-  if (const auto found = stages.find(id); found != stages.end()) found->second.muted = false;
-  return true;
-}
+FacadeModel::Expected FacadeModel::muteStage(ID id) { return setMuted(stages, id, true); }
+FacadeModel::Expected FacadeModel::unmuteStage(ID id) { return setMuted(stages, id, false); }
 
 FacadeModel::Expected FacadeModel::deleteStage(ID id) {
   // Only this stage goes; the other stages of its group stay.
@@ -213,9 +205,8 @@ FacadeModel::Expected FacadeModel::deleteStage(ID id) {
 }
 
 FacadeModel::Expected FacadeModel::deleteStagesWithUniqueStageID(ID uniqueStage) {
-  std::erase_if(stages, [&](const auto& entry) {
-    return entry.second.value.uniqueStage == uniqueStage;
-  });
+  std::erase_if(stages,
+                [&](const auto& entry) { return entry.second.value.uniqueStage == uniqueStage; });
   std::erase_if(stageCache,
                 [&](const CachedStage& cached) { return cached.uniqueStage == uniqueStage; });
   return true;
@@ -238,13 +229,7 @@ FacadeModel::Expected FacadeModel::deleteOldStages() {
   return true;
 }
 
-FacadeModel::IDs FacadeModel::mutedStageIDs() const {
-  IDs ids;
-  for (const auto& [id, row] : stages) {
-    if (row.muted == true) ids.insert(id);
-  }
-  return ids;
-}
+FacadeModel::IDs FacadeModel::mutedStageIDs() const { return mutedIDs(stages); }
 
 std::vector<FacadeModel::CachedStage> FacadeModel::favoriteStagesAsRead() const {
   std::vector<CachedStage> list;
@@ -354,8 +339,7 @@ FacadeModel::IDs FacadeModel::withNotifications(const std::map<ID, Followed>& fo
 // ---- Pinned, TV, chat ---------------------------------------------------------------------------
 
 FacadeModel::Expected FacadeModel::pin(ID id, const std::string& name) {
-  // Pinned again, it moves to the end.
-  std::erase_if(pinned, [id](const Pin& p) { return p.id == id; });
+  unpin(id);  // pinned again, it moves to the end
   pinned.push_back(Pin{.id = id, .name = name, .pinnedAt = now});
   return true;
 }
@@ -413,17 +397,10 @@ FacadeModel::Expected FacadeModel::editVote(ID event, int type, int value, bool 
   return true;
 }
 
-FacadeModel::Expected FacadeModel::markAsAdded(ID event, int type) {
+FacadeModel::Expected FacadeModel::markAs(ID event, int type, bool Vote::*flag) {
   const auto found = votes.find({event, type});
   if (found == votes.end()) return false;
-  found->second.isAddSuccessful = true;
-  return true;
-}
-
-FacadeModel::Expected FacadeModel::markAsEdited(ID event, int type) {
-  const auto found = votes.find({event, type});
-  if (found == votes.end()) return false;
-  found->second.isEditSuccessful = true;
+  found->second.*flag = true;
   return true;
 }
 

@@ -112,8 +112,9 @@ class FacadeModel {
   std::map<ID, StageRow> stages;
   std::vector<CachedStage> stageCache;
 
-  Expected insertStage(const StageValue& stage);
-  Expected insertMutedStage(const StageValue& stage);
+  /// insertStage() leaves IS_MUTED NULL, insertMutedStage() sets it.
+  Expected insertStage(const StageValue& stage, std::optional<bool> muted = std::nullopt);
+  Expected insertMutedStage(const StageValue& stage) { return insertStage(stage, true); }
   Expected insertEntityOwnedStage(const StageValue& stage);
   Expected updateStage(const StageValue& stage);
   Expected muteStage(ID id);
@@ -213,8 +214,8 @@ class FacadeModel {
 
   Expected saveVote(ID event, int type, int value, std::int64_t timestamp, bool added);
   Expected editVote(ID event, int type, int value, bool edited);
-  Expected markAsAdded(ID event, int type);
-  Expected markAsEdited(ID event, int type);
+  Expected markAsAdded(ID event, int type) { return markAs(event, type, &Vote::isAddSuccessful); }
+  Expected markAsEdited(ID event, int type) { return markAs(event, type, &Vote::isEditSuccessful); }
   Expected deleteVotes();
   Expected watchHighlight(ID id);
   Expected followUniqueStage(ID id);
@@ -242,6 +243,7 @@ class FacadeModel {
   void cacheStageEntry(const StageValue& stage);
   void removeCachedStage(ID id);
   static EventRow rowOf(const EventValue& event);
+  Expected markAs(ID event, int type, bool Vote::*flag);
 
   std::int64_t nextTieKey_ = 1;
 };

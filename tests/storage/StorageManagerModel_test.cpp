@@ -172,22 +172,22 @@ class StorageManagerModelTest : public testing::StorageTest {
 
   // ---- Running one operation in either form -------------------------------------------------
 
-  /// A table operation: the future form must be ready when it returns, the
-  /// handler form must have run once before it returns; the result must be
-  /// the model's where the model knows it.
-  void run(FacadeModel::Expected expected, const std::function<std::future<bool>()>& future,
-           const std::function<void(StorageManager::BoolHandler)>& handler) {
+  /// A table operation in either form: `call()` returns the future (ready
+  /// when it returns), `call(handler)` must have run the handler once before
+  /// it returns; the result must be the model's where the model knows it.
+  template <class Call>
+  void run(FacadeModel::Expected expected, Call call) {
     bool result = false;
     if (chance(50)) {
-      std::future<bool> answer = future();
+      std::future<bool> answer = call();
       ASSERT_EQ(answer.wait_for(std::chrono::seconds(0)), std::future_status::ready) << where_;
       result = answer.get();
     } else {
       int calls = 0;
-      handler([&calls, &result](bool ok) {
+      call(StorageManager::BoolHandler([&calls, &result](bool ok) {
         ++calls;
         result = ok;
-      });
+      }));
       ASSERT_EQ(calls, 1) << where_;
     }
     if (expected) {
@@ -204,22 +204,22 @@ class StorageManagerModelTest : public testing::StorageTest {
 
   /// Starts an object-store write in one of its two forms, without waiting.
   /// The handler shares its state with the future, never the caller's locals.
-  static std::future<bool> start(bool handlerForm, const std::function<std::future<bool>()>& future,
-                                 const std::function<void(StorageManager::BoolHandler)>& handler) {
-    if (!handlerForm) return future();
+  template <class Call>
+  static std::future<bool> start(bool handlerForm, Call call) {
+    if (!handlerForm) return call();
     struct Shared {
       std::promise<bool> promise;
       std::atomic<int> calls{0};
     };
     auto shared = std::make_shared<Shared>();
     std::future<bool> result = shared->promise.get_future();
-    handler([shared](bool ok) {
+    call(StorageManager::BoolHandler([shared](bool ok) {
       if (shared->calls.fetch_add(1) == 0) {
         shared->promise.set_value(ok);
       } else {
         ADD_FAILURE() << "a handler ran twice";
       }
-    });
+    }));
     return result;
   }
 
@@ -255,50 +255,44 @@ class StorageManagerModelTest : public testing::StorageTest {
     switch (pick(0, globalAllowed ? 9 : 8)) {
       case 0:
       case 1:
-        return {start(handlerForm,
-                      [&] { return s.save(voteValue, voteType, event, timestamp, flag); },
-                      [&](auto h) { s.save(voteValue, voteType, event, timestamp, flag, h); }),
+        return {start(handlerForm, [&](auto... h) {
+                  return s.save(voteValue, voteType, event, timestamp, flag, h...);
+                }),
                 model_.saveVote(event, type, value, timestamp, flag), "save" + what};
       case 2:
-        return {start(handlerForm, [&] { return s.edit(voteValue, voteType, event, flag); },
-                      [&](auto h) { s.edit(voteValue, voteType, event, flag, h); }),
+        return {start(handlerForm,
+                      [&](auto... h) { return s.edit(voteValue, voteType, event, flag, h...); }),
                 model_.editVote(event, type, value, flag), "edit" + what};
       case 3:
-        return {start(handlerForm, [&] { return s.markAsAdded(event, voteType); },
-                      [&](auto h) { s.markAsAdded(event, voteType, h); }),
+        return {start(handlerForm, [&](auto... h) { return s.markAsAdded(event, voteType, h...); }),
                 model_.markAsAdded(event, type), "markAsAdded" + what};
       case 4:
-        return {start(handlerForm, [&] { return s.markAsEdited(event, voteType); },
-                      [&](auto h) { s.markAsEdited(event, voteType, h); }),
+        return {start(handlerForm, [&](auto... h) { return s.markAsEdited(event, voteType, h...); }),
                 model_.markAsEdited(event, type), "markAsEdited" + what};
       case 5: {
         const ID id = oneOf(highlightIDs);
         const std::string url = "https://clips/" + text(id);
-        return {start(handlerForm, [&] { return s.markHighlightWatched(id, url, model_.now); },
-                      [&](auto h) { s.markHighlightWatched(id, url, model_.now, h); }),
+        return {start(handlerForm,
+                      [&](auto... h) { return s.markHighlightWatched(id, url, model_.now, h...); }),
                 model_.watchHighlight(id), "highlight " + text(id)};
       }
       case 6:
       case 7: {
         const ID id = oneOf(uniqueIDs);
-        return {start(handlerForm, [&] { return s.followUniqueStage(id); },
-                      [&](auto h) { s.followUniqueStage(id, h); }),
+        return {start(handlerForm, [&](auto... h) { return s.followUniqueStage(id, h...); }),
                 model_.followUniqueStage(id), "follow unique stage " + text(id)};
       }
       case 8: {
         const ID id = oneOf(uniqueIDs);
-        return {start(handlerForm, [&] { return s.unfollowUniqueStage(id); },
-                      [&](auto h) { s.unfollowUniqueStage(id, h); }),
+        return {start(handlerForm, [&](auto... h) { return s.unfollowUniqueStage(id, h...); }),
                 model_.unfollowUniqueStage(id), "unfollow unique stage " + text(id)};
       }
       default:
         if (chance(50)) {
-          return {start(handlerForm, [&] { return s.deleteVotes(); },
-                        [&](auto h) { s.deleteVotes(h); }),
+          return {start(handlerForm, [&](auto... h) { return s.deleteVotes(h...); }),
                   model_.deleteVotes(), "deleteVotes"};
         }
-        return {start(handlerForm, [&] { return s.deleteUniqueStages(); },
-                      [&](auto h) { s.deleteUniqueStages(h); }),
+        return {start(handlerForm, [&](auto... h) { return s.deleteUniqueStages(h...); }),
                 model_.deleteUniqueStages(), "deleteUniqueStages"};
     }
   }
@@ -314,36 +308,30 @@ class StorageManagerModelTest : public testing::StorageTest {
       case 1:
       case 2: {
         const bool muted = chance(25);
-        run(model_.insertEvent(value, muted), [&] { return s.insertEvent(e, muted); },
-            [&](auto h) { s.insertEvent(e, muted, h); });
+        run(model_.insertEvent(value, muted), [&](auto... h) { return s.insertEvent(e, muted, h...); });
         break;
       }
       case 3:
       case 4:
-        run(model_.insertEntityOwnedEvent(value), [&] { return s.insertEntityOwnedEvent(e); },
-            [&](auto h) { s.insertEntityOwnedEvent(e, h); });
+        run(model_.insertEntityOwnedEvent(value),
+            [&](auto... h) { return s.insertEntityOwnedEvent(e, h...); });
         break;
       case 5:
-        run(model_.muteEvent(e.ID), [&] { return s.muteEvent(e); },
-            [&](auto h) { s.muteEvent(e, h); });
+        run(model_.muteEvent(e.ID), [&](auto... h) { return s.muteEvent(e, h...); });
         break;
       case 6:
-        run(model_.unmuteEvent(e.ID), [&] { return s.unmuteEvent(e.ID); },
-            [&](auto h) { s.unmuteEvent(e.ID, h); });
+        run(model_.unmuteEvent(e.ID), [&](auto... h) { return s.unmuteEvent(e.ID, h...); });
         break;
       case 7:
-        run(model_.deleteEvent(e.ID), [&] { return s.deleteEvent(e.ID); },
-            [&](auto h) { s.deleteEvent(e.ID, h); });
+        run(model_.deleteEvent(e.ID), [&](auto... h) { return s.deleteEvent(e.ID, h...); });
         break;
       case 8: {
         const FacadeModel::IDs ids = someOf(kEventIDs);
-        run(model_.deleteEvents(ids), [&] { return s.deleteEvents(ids); },
-            [&](auto h) { s.deleteEvents(ids, h); });
+        run(model_.deleteEvents(ids), [&](auto... h) { return s.deleteEvents(ids, h...); });
         break;
       }
       case 9:
-        run(model_.updateEvent(value), [&] { return s.updateEvent(e); },
-            [&](auto h) { s.updateEvent(e, h); });
+        run(model_.updateEvent(value), [&](auto... h) { return s.updateEvent(e, h...); });
         break;
       default:
         pruneEvents();
@@ -353,22 +341,18 @@ class StorageManagerModelTest : public testing::StorageTest {
   void pruneEvents() {
     StorageManager& s = *storage_;
     if (chance(50)) {
-      run(model_.deleteFinishedEvents(), [&] { return s.deleteFinishedEvents(); },
-          [&](auto h) { s.deleteFinishedEvents(h); });
+      run(model_.deleteFinishedEvents(), [&](auto... h) { return s.deleteFinishedEvents(h...); });
     } else {
-      run(model_.deleteOldEvents(), [&] { return s.deleteOldEvents(); },
-          [&](auto h) { s.deleteOldEvents(h); });
+      run(model_.deleteOldEvents(), [&](auto... h) { return s.deleteOldEvents(h...); });
     }
   }
 
   void pruneStages() {
     StorageManager& s = *storage_;
     if (chance(50)) {
-      run(model_.deleteFinishedStages(), [&] { return s.deleteFinishedStages(); },
-          [&](auto h) { s.deleteFinishedStages(h); });
+      run(model_.deleteFinishedStages(), [&](auto... h) { return s.deleteFinishedStages(h...); });
     } else {
-      run(model_.deleteOldStages(), [&] { return s.deleteOldStages(); },
-          [&](auto h) { s.deleteOldStages(h); });
+      run(model_.deleteOldStages(), [&](auto... h) { return s.deleteOldStages(h...); });
     }
   }
 
@@ -380,39 +364,32 @@ class StorageManagerModelTest : public testing::StorageTest {
       case 0:
       case 1:
       case 2:
-        run(model_.insertStage(value), [&] { return s.insertStage(st); },
-            [&](auto h) { s.insertStage(st, h); });
+        run(model_.insertStage(value), [&](auto... h) { return s.insertStage(st, h...); });
         break;
       case 3:
-        run(model_.insertMutedStage(value), [&] { return s.insertMutedStage(st); },
-            [&](auto h) { s.insertMutedStage(st, h); });
+        run(model_.insertMutedStage(value), [&](auto... h) { return s.insertMutedStage(st, h...); });
         break;
       case 4:
-        run(model_.insertEntityOwnedStage(value), [&] { return s.insertEntityOwnedStage(st); },
-            [&](auto h) { s.insertEntityOwnedStage(st, h); });
+        run(model_.insertEntityOwnedStage(value),
+            [&](auto... h) { return s.insertEntityOwnedStage(st, h...); });
         break;
       case 5:
-        run(model_.updateStage(value), [&] { return s.updateStage(st); },
-            [&](auto h) { s.updateStage(st, h); });
+        run(model_.updateStage(value), [&](auto... h) { return s.updateStage(st, h...); });
         break;
       case 6:
-        run(model_.muteStage(st.ID), [&] { return s.muteStage(st); },
-            [&](auto h) { s.muteStage(st, h); });
+        run(model_.muteStage(st.ID), [&](auto... h) { return s.muteStage(st, h...); });
         break;
       case 7:
-        run(model_.unmuteStage(st.ID), [&] { return s.unmuteStage(st.ID); },
-            [&](auto h) { s.unmuteStage(st.ID, h); });
+        run(model_.unmuteStage(st.ID), [&](auto... h) { return s.unmuteStage(st.ID, h...); });
         break;
       case 8:
       case 9:
-        run(model_.deleteStage(st.ID), [&] { return s.deleteStage(st.ID); },
-            [&](auto h) { s.deleteStage(st.ID, h); });
+        run(model_.deleteStage(st.ID), [&](auto... h) { return s.deleteStage(st.ID, h...); });
         break;
       case 10: {
         const ID unique = oneOf(kUniqueStageIDs);
         run(model_.deleteStagesWithUniqueStageID(unique),
-            [&] { return s.deleteStagesWithUniqueStageID(unique); },
-            [&](auto h) { s.deleteStagesWithUniqueStageID(unique, h); });
+            [&](auto... h) { return s.deleteStagesWithUniqueStageID(unique, h...); });
         break;
       }
       default:
@@ -432,20 +409,18 @@ class StorageManagerModelTest : public testing::StorageTest {
         team.name = "Team " + text(id) + name;
         team.sport = model::Sport::sportWithSlug("football");
         run(model_.follow(model_.teams, id, {.name = *team.name, .notifications = on}),
-            [&] { return s.followTeam(team, on); }, [&](auto h) { s.followTeam(team, on, h); });
+            [&](auto... h) { return s.followTeam(team, on, h...); });
         break;
       }
       case 2: {
         const ID id = chance(85) ? oneOf(kTeamIDs) : kUnfollowedTeam;
-        run(model_.unfollowTeam(id), [&] { return s.unfollowTeam(id); },
-            [&](auto h) { s.unfollowTeam(id, h); });
+        run(model_.unfollowTeam(id), [&](auto... h) { return s.unfollowTeam(id, h...); });
         break;
       }
       case 3: {
         const FacadeModel::IDs ids = someOf(kTeamIDs);
         run(model_.setNotifications(model_.teams, on, ids),
-            [&] { return s.setTeamNotificationsEnabled(on, ids); },
-            [&](auto h) { s.setTeamNotificationsEnabled(on, ids, h); });
+            [&](auto... h) { return s.setTeamNotificationsEnabled(on, ids, h...); });
         break;
       }
       case 4: {
@@ -456,27 +431,23 @@ class StorageManagerModelTest : public testing::StorageTest {
         player.sport = model::Sport::sportWithSlug(sport);
         run(model_.follow(model_.players, id,
                           {.name = *player.name, .notifications = on, .sport = sport}),
-            [&] { return s.followPlayer(player, on); },
-            [&](auto h) { s.followPlayer(player, on, h); });
+            [&](auto... h) { return s.followPlayer(player, on, h...); });
         break;
       }
       case 5: {
         if (chance(50)) {
           const ID id = oneOf(kPlayerIDs);
-          run(model_.unfollowPlayers({id}), [&] { return s.unfollowPlayer(id); },
-              [&](auto h) { s.unfollowPlayer(id, h); });
+          run(model_.unfollowPlayers({id}), [&](auto... h) { return s.unfollowPlayer(id, h...); });
         } else {
           const FacadeModel::IDs ids = someOf(kPlayerIDs);
-          run(model_.unfollowPlayers(ids), [&] { return s.unfollowPlayers(ids); },
-              [&](auto h) { s.unfollowPlayers(ids, h); });
+          run(model_.unfollowPlayers(ids), [&](auto... h) { return s.unfollowPlayers(ids, h...); });
         }
         break;
       }
       case 6: {
         const FacadeModel::IDs ids = someOf(kPlayerIDs);
         run(model_.setNotifications(model_.players, on, ids),
-            [&] { return s.setPlayerNotificationsEnabled(on, ids); },
-            [&](auto h) { s.setPlayerNotificationsEnabled(on, ids, h); });
+            [&](auto... h) { return s.setPlayerNotificationsEnabled(on, ids, h...); });
         break;
       }
       case 7: {
@@ -487,21 +458,18 @@ class StorageManagerModelTest : public testing::StorageTest {
         tournament.name = "League " + text(unique) + name;
         run(model_.follow(model_.leagues, unique,
                           {.name = *tournament.name, .notifications = on, .other = tournament.ID}),
-            [&] { return s.followTournament(tournament, on); },
-            [&](auto h) { s.followTournament(tournament, on, h); });
+            [&](auto... h) { return s.followTournament(tournament, on, h...); });
         break;
       }
       case 8: {
         const ID unique = oneOf(kLeagueIDs);
-        run(model_.unfollowLeague(unique), [&] { return s.unfollowTournament(unique); },
-            [&](auto h) { s.unfollowTournament(unique, h); });
+        run(model_.unfollowLeague(unique), [&](auto... h) { return s.unfollowTournament(unique, h...); });
         break;
       }
       case 9: {
         const FacadeModel::IDs ids = someOf(kLeagueIDs);
         run(model_.setNotifications(model_.leagues, on, ids),
-            [&] { return s.setTournamentNotificationsEnabled(on, ids); },
-            [&](auto h) { s.setTournamentNotificationsEnabled(on, ids, h); });
+            [&](auto... h) { return s.setTournamentNotificationsEnabled(on, ids, h...); });
         break;
       }
       case 10: {
@@ -509,14 +477,11 @@ class StorageManagerModelTest : public testing::StorageTest {
         if (chance(75)) {
           model::UniqueTournament pinned{.ID = id};
           pinned.name = "Pinned " + text(id) + name;
-          run(model_.pin(id, *pinned.name), [&] { return s.pinUniqueTournament(pinned); },
-              [&](auto h) { s.pinUniqueTournament(pinned, h); });
+          run(model_.pin(id, *pinned.name), [&](auto... h) { return s.pinUniqueTournament(pinned, h...); });
         } else if (chance(80)) {
-          run(model_.unpin(id), [&] { return s.unpinUniqueTournament(id); },
-              [&](auto h) { s.unpinUniqueTournament(id, h); });
+          run(model_.unpin(id), [&](auto... h) { return s.unpinUniqueTournament(id, h...); });
         } else {
-          run(model_.unpinAll(), [&] { return s.unpinAllUniqueTournaments(); },
-              [&](auto h) { s.unpinAllUniqueTournaments(h); });
+          run(model_.unpinAll(), [&](auto... h) { return s.unpinAllUniqueTournaments(h...); });
         }
         break;
       }
@@ -524,12 +489,10 @@ class StorageManagerModelTest : public testing::StorageTest {
         const ID id = oneOf(kFantasyIDs);
         if (chance(60)) {
           model_.fantasy.insert(id);
-          run(true, [&] { return s.saveFantasyCompetition(id); },
-              [&](auto h) { s.saveFantasyCompetition(id, h); });
+          run(true, [&](auto... h) { return s.saveFantasyCompetition(id, h...); });
         } else {
           model_.fantasy.erase(id);
-          run(true, [&] { return s.deleteFantasyCompetition(id); },
-              [&](auto h) { s.deleteFantasyCompetition(id, h); });
+          run(true, [&](auto... h) { return s.deleteFantasyCompetition(id, h...); });
         }
       }
     }
@@ -552,20 +515,17 @@ class StorageManagerModelTest : public testing::StorageTest {
           model_.tvRows.insert({*answer.channelId, event, *answer.startTimestamp, answer.approve});
           expected = true;
         }
-        run(expected, [&] { return s.saveTvChannelSuggestion(answer); },
-            [&](auto h) { s.saveTvChannelSuggestion(answer, h); });
+        run(expected, [&](auto... h) { return s.saveTvChannelSuggestion(answer, h...); });
         break;
       }
       case 2:
         model_.upvotes.push_back({message, event, model_.now});
-        run(true, [&] { return s.upvoteMessage(message, event, 1); },
-            [&](auto h) { s.upvoteMessage(message, event, 1, h); });
+        run(true, [&](auto... h) { return s.upvoteMessage(message, event, 1, h...); });
         break;
       default: {
         const ID choice = pick(1, 3);
         model_.reports[message] = {event, model_.now};
-        run(true, [&] { return s.reportMessage(message, event, choice); },
-            [&](auto h) { s.reportMessage(message, event, choice, h); });
+        run(true, [&](auto... h) { return s.reportMessage(message, event, choice, h...); });
       }
     }
   }
@@ -624,51 +584,39 @@ class StorageManagerModelTest : public testing::StorageTest {
         const auto voteType = static_cast<NMEventVoteType>(type);
         const auto voteValue = static_cast<NMEventVoteValue>(value);
         const std::int64_t now = model_.now;
-        std::function<std::future<bool>()> issue;
+        const auto add = [&](FacadeModel::Expected expectation, const char* what, auto call) {
+          expected[t].emplace_back(expectation, what);
+          issues[t].push_back([handler, call] { return start(handler, call); });
+        };
         switch (local() % 6) {
           case 0:
           case 1:
-            expected[t].emplace_back(model_.saveVote(event, type, value, timestamp, flag), "save");
-            issue = [=] {
-              return start(handler, [&] { return facade->save(voteValue, voteType, event, timestamp, flag); },
-                           [&](auto h) { facade->save(voteValue, voteType, event, timestamp, flag, h); });
-            };
+            add(model_.saveVote(event, type, value, timestamp, flag), "save", [=](auto... h) {
+              return facade->save(voteValue, voteType, event, timestamp, flag, h...);
+            });
             break;
           case 2:
-            expected[t].emplace_back(model_.editVote(event, type, value, flag), "edit");
-            issue = [=] {
-              return start(handler, [&] { return facade->edit(voteValue, voteType, event, flag); },
-                           [&](auto h) { facade->edit(voteValue, voteType, event, flag, h); });
-            };
+            add(model_.editVote(event, type, value, flag), "edit",
+                [=](auto... h) { return facade->edit(voteValue, voteType, event, flag, h...); });
             break;
           case 3: {
             const ID id = at(highlights);
-            expected[t].emplace_back(model_.watchHighlight(id), "highlight");
-            issue = [=] {
-              return start(handler, [&] { return facade->markHighlightWatched(id, "u", now); },
-                           [&](auto h) { facade->markHighlightWatched(id, "u", now, h); });
-            };
+            add(model_.watchHighlight(id), "highlight",
+                [=](auto... h) { return facade->markHighlightWatched(id, "u", now, h...); });
             break;
           }
           case 4: {
             const ID id = at(uniques);
-            expected[t].emplace_back(model_.followUniqueStage(id), "follow unique stage");
-            issue = [=] {
-              return start(handler, [&] { return facade->followUniqueStage(id); },
-                           [&](auto h) { facade->followUniqueStage(id, h); });
-            };
+            add(model_.followUniqueStage(id), "follow unique stage",
+                [=](auto... h) { return facade->followUniqueStage(id, h...); });
             break;
           }
           default: {
             const ID id = at(uniques);
-            expected[t].emplace_back(model_.unfollowUniqueStage(id), "unfollow unique stage");
-            issue = [=] {
-              return start(handler, [&] { return facade->unfollowUniqueStage(id); },
-                           [&](auto h) { facade->unfollowUniqueStage(id, h); });
-            };
+            add(model_.unfollowUniqueStage(id), "unfollow unique stage",
+                [=](auto... h) { return facade->unfollowUniqueStage(id, h...); });
           }
         }
-        issues[t].push_back(std::move(issue));
       }
     }
     std::vector<std::vector<std::future<bool>>> futures(kThreads);

@@ -134,31 +134,30 @@ class StoreWalker {
     const bool flag = chance(50);
     switch (nextOperation()) {
       case Operation::save:
-        both([&] { return s.save(value, type, id, start, flag); },
-             [&](auto h) { s.save(value, type, id, start, flag, h); });
+        both([&](auto... h) { return s.save(value, type, id, start, flag, h...); });
         break;
       case Operation::edit:
-        both([&] { return s.edit(value, type, id, flag); }, [&](auto h) { s.edit(value, type, id, flag, h); });
+        both([&](auto... h) { return s.edit(value, type, id, flag, h...); });
         break;
       case Operation::mark:
-        both([&] { return flag ? s.markAsAdded(id, type) : s.markAsEdited(id, type); },
-             [&](auto h) { flag ? s.markAsAdded(id, type, h) : s.markAsEdited(id, type, h); });
+        both([&](auto... h) {
+          return flag ? s.markAsAdded(id, type, h...) : s.markAsEdited(id, type, h...);
+        });
         break;
       case Operation::deleteVotes:
-        both([&] { return s.deleteVotes(); }, [&](auto h) { s.deleteVotes(h); });
+        both([&](auto... h) { return s.deleteVotes(h...); });
         break;
       case Operation::follow:
-        both([&] { return s.followUniqueStage(id); }, [&](auto h) { s.followUniqueStage(id, h); });
+        both([&](auto... h) { return s.followUniqueStage(id, h...); });
         break;
       case Operation::unfollow:
-        both([&] { return s.unfollowUniqueStage(id); }, [&](auto h) { s.unfollowUniqueStage(id, h); });
+        both([&](auto... h) { return s.unfollowUniqueStage(id, h...); });
         break;
       case Operation::deleteStages:
-        both([&] { return s.deleteUniqueStages(); }, [&](auto h) { s.deleteUniqueStages(h); });
+        both([&](auto... h) { return s.deleteUniqueStages(h...); });
         break;
       case Operation::watch:
-        both([&] { return s.markHighlightWatched(id, std::nullopt, 1); },
-             [&](auto h) { s.markHighlightWatched(id, std::nullopt, 1, h); });
+        both([&](auto... h) { return s.markHighlightWatched(id, std::nullopt, 1, h...); });
         break;
       case Operation::reInit:
         s.reInit();
@@ -200,16 +199,17 @@ class StoreWalker {
     return Operation::save;
   }
 
-  // Issues the operation in its future form or its handler form.
-  void both(const std::function<std::future<bool>()>& future,
-            const std::function<void(StorageManager::BoolHandler)>& handler) {
+  // Issues the operation in its future form, `call()`, or its handler
+  // form, `call(handler)`.
+  template <class Call>
+  void both(Call call) {
     if (chance(50)) {
-      pending_.push_back(future());
+      pending_.push_back(call());
       return;
     }
     auto done = std::make_shared<std::promise<bool>>();
     pending_.push_back(done->get_future());
-    handler([done](bool ok) { done->set_value(ok); });
+    call(StorageManager::BoolHandler([done](bool ok) { done->set_value(ok); }));
   }
 
   StorageManager& storage_;

@@ -48,13 +48,6 @@ TEST_F(DBTableChatUpvoteTest, EverySaveAddsARowButEachMessageIsReadOncePerEvent)
   EXPECT_EQ(messages(3), IDSet{});
 }
 
-TEST_F(DBTableChatUpvoteTest, MessageIdentifiersAreReadWithAll64Bits) {
-  const std::int64_t millis = 1'700'000'000'123;
-  ASSERT_EQ(save(millis, 4294967298), true);
-  EXPECT_EQ(messages(4294967298), (IDSet{millis}));
-  EXPECT_EQ(messages(2), IDSet{}) << "the event ID is compared whole, too";
-}
-
 TEST_F(DBTableChatUpvoteTest, AnUpvoteIsKeptForExactlySevenDaysAfterItsSave) {
   setNow(-604800);
   ASSERT_EQ(save(1, 1), true);

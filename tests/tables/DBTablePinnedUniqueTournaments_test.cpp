@@ -8,9 +8,9 @@
 
 #include "tables/SmallTableFixture.h"
 
-// Pinned unique tournaments: the pin order (re-pinning moves to the end, rows
-// from before the time column come first), what a row keeps of the category
-// and sport, the 32-bit ID read, the deletes and hostile names.
+// Pinned unique tournaments: rows from before the time column come first,
+// what a row keeps of the category and sport, the 32-bit ID read and hostile
+// names. (Re-pinning and the deletes are walked by StorageManagerModelTest.)
 namespace kestrel {
 namespace {
 
@@ -48,21 +48,6 @@ class DBTablePinnedUniqueTournamentsTest : public testing::SmallTableTest {
                                                       .sport = Sport{.ID = 7, .slug = "football"}}};
   }
 };
-
-TEST_F(DBTablePinnedUniqueTournamentsTest, PinningAgainMovesATournamentToTheEnd) {
-  setNow(0);
-  ASSERT_EQ(pin(UniqueTournament{.ID = 17}), true);
-  setNow(1);
-  ASSERT_EQ(pin(UniqueTournament{.ID = 8}), true);
-  EXPECT_EQ(pinnedOrder(), (std::vector<std::int64_t>{17, 8}));
-
-  setNow(2);
-  ASSERT_EQ(pin(UniqueTournament{.ID = 17}), true);
-  EXPECT_EQ(pinnedOrder(), (std::vector<std::int64_t>{8, 17}));
-  EXPECT_EQ(pinnedIDs(), (IDSet{8, 17}));
-  EXPECT_EQ(rows("SELECT ID, CREATED_AT_TIMESTAMP FROM PinnedUniqueTournamentsTable ORDER BY ID"),
-            (std::vector<Row>{{"8", "1700000001"}, {"17", "1700000002"}}));
-}
 
 TEST_F(DBTablePinnedUniqueTournamentsTest, RowsFromBeforeTheTimeColumnComeFirst) {
   // The table as it was before CREATED_AT_TIMESTAMP, with one pin, upgraded
@@ -118,23 +103,6 @@ TEST_F(DBTablePinnedUniqueTournamentsTest, IDsAbove32BitsReadBackWholeInTheIDSet
   ASSERT_EQ(pin(UniqueTournament{.ID = 4294967298}), true);
   EXPECT_EQ(pinnedIDs(), (IDSet{4294967298}));
   EXPECT_EQ(pinnedOrder(), (std::vector<std::int64_t>{4294967298}));
-}
-
-TEST_F(DBTablePinnedUniqueTournamentsTest, DeletesOneOrAllAndAMissingIDStillSucceeds) {
-  for (std::int64_t id : {1, 2, 3}) ASSERT_EQ(pin(UniqueTournament{.ID = id}), true);
-
-  EXPECT_EQ(
-      outcome<bool>([&](auto done) { Pinned::deleteUniqueTournamentWithID(2, queue_, done); }),
-      true);
-  EXPECT_EQ(pinnedIDs(), (IDSet{1, 3}));
-  EXPECT_EQ(
-      outcome<bool>([&](auto done) { Pinned::deleteUniqueTournamentWithID(99, queue_, done); }),
-      true);
-  EXPECT_EQ(pinnedIDs(), (IDSet{1, 3}));
-
-  EXPECT_EQ(outcome<bool>([&](auto done) { Pinned::deleteAllUniqueTournaments(queue_, done); }),
-            true);
-  EXPECT_TRUE(pinned().empty());
 }
 
 TEST_F(DBTablePinnedUniqueTournamentsTest, AHostileNameIsStoredAsItIsAndSetsNoOtherColumn) {
