@@ -168,14 +168,13 @@ void StorageManager::cleanDB() {
   DBTableChatUpvote::deleteUpvotedMessages(dbQueue());
   dataManager_->deleteHiglightsOlderThan7Days(DataManager::BoolCompletion{});
   cacheTVChannels_->invalidate();
-  DBTableTvChannels::deleteTvChannelTvChannelSuggestions(
-      dbQueue(), [weak = weak_from_this()](bool) {
-        platform::DispatchQueue::main()->async([weak] {
-          if (const std::shared_ptr<StorageManager> self = weak.lock()) {
-            self->cacheTVChannels_->initCache();
-          }
-        });
-      });
+  DBTableTvChannels::deleteTvChannelTvChannelSuggestions(dbQueue());
+  // Again once the delete has returned: a fill beside it may have read the
+  // rows before they went. The refill itself runs on the main queue.
+  cacheTVChannels_->invalidate();
+  platform::DispatchQueue::main()->async([weak = weak_from_this()] {
+    if (const std::shared_ptr<StorageManager> self = weak.lock()) self->cacheTVChannels_->initCache();
+  });
   dataManager_->deleteVotesOlderThan90Days(DataManager::BoolCompletion{});
 }
 
@@ -192,8 +191,12 @@ std::future<void> StorageManager::migrateFavoriteNotificationEvents() {
     return done.get_future();
   }
   return std::async(std::launch::async, [self = shared_from_this(), defaults] {
-    DBTableEvent::migrateFavoriteNotificationEvents(self->dbQueue(), [](bool) {});
-    defaults->setBool(true, kFavoriteNotificationMigrationKey);
+    bool migrated = false;
+    DBTableEvent::migrateFavoriteNotificationEvents(self->dbQueue(),
+                                                    [&migrated](bool ok) { migrated = ok; });
+    // Only a migration that committed is recorded; a failed one runs again
+    // next time.
+    if (migrated) defaults->setBool(true, kFavoriteNotificationMigrationKey);
     self->clearEventCache();
   });
 }

@@ -175,8 +175,9 @@ class StorageManager : public std::enable_shared_from_this<StorageManager> {
   /// Periodic clean-up, in this order and without waiting between steps:
   /// the old chat reports, the old chat upvotes, the highlights watched
   /// more than 7 days ago, the TV channel cache emptied, the old TV channel
-  /// answers (whose completion queues the cache's refill on the main queue,
-  /// holding the facade weakly), the votes of events older than 90 days.
+  /// answers, the cache emptied again (a fill beside the delete may have
+  /// read rows before they went) and its refill queued on the main queue
+  /// (holding the facade weakly), the votes of events older than 90 days.
   /// Until the main queue has run the refill, the TV channel cache holds
   /// nothing (getTvChannelSuggestions() meanwhile reads the table itself).
   void cleanDB();
@@ -185,8 +186,9 @@ class StorageManager : public std::enable_shared_from_this<StorageManager> {
   void clearEventCache();
   /// The one-time move of followed/notification events: nothing when the
   /// user-defaults flag is set; otherwise the table migration, then the flag,
-  /// then the event caches emptied. The flag is written only after the table
-  /// step, so an interrupted migration runs again next time. The future is
+  /// then the event caches emptied. The flag is written only once the table
+  /// step has committed, so a failed or interrupted migration runs again
+  /// next time. The future is
   /// ready when all that is done (at once when the flag was set); the work
   /// runs on another thread, so the future may be waited on from any thread
   /// but the database queue.

@@ -102,11 +102,18 @@ std::future<bool> StorageManager::deleteEvent(std::int64_t eventID) {
 }
 
 void StorageManager::deleteEvent(std::int64_t eventID, BoolHandler handler) {
-  cacheEvent_->removeEvent(eventID);
-  cacheMutedEvent_->removeEvent(eventID);
+  const auto leave = [&] {
+    cacheEvent_->removeEvent(eventID);
+    cacheMutedEvent_->removeEvent(eventID);
+  };
+  leave();
   const bool ok = runTable(
       false, [&](BoolHandler done) { DBTableEvent::deleteEvent(eventID, dbQueue(), done); });
-  if (!ok) reloadEventCaches();
+  if (ok) {
+    leave();  // again: a fill beside the delete may have read the row first
+  } else {
+    reloadEventCaches();
+  }
   deliver(handler, ok);
 }
 
@@ -115,13 +122,20 @@ std::future<bool> StorageManager::deleteEvents(const IDSet& eventIDs) {
 }
 
 void StorageManager::deleteEvents(const IDSet& eventIDs, BoolHandler handler) {
-  for (const std::int64_t id : eventIDs) {
-    cacheEvent_->removeEvent(id);
-    cacheMutedEvent_->removeEvent(id);
-  }
+  const auto leave = [&] {
+    for (const std::int64_t id : eventIDs) {
+      cacheEvent_->removeEvent(id);
+      cacheMutedEvent_->removeEvent(id);
+    }
+  };
+  leave();
   const bool ok = runTable(
       false, [&](BoolHandler done) { DBTableEvent::deleteEvents(eventIDs, dbQueue(), done); });
-  if (!ok && !eventIDs.empty()) reloadEventCaches();
+  if (ok) {
+    leave();  // again: a fill beside the delete may have read the rows first
+  } else if (!eventIDs.empty()) {
+    reloadEventCaches();
+  }
   deliver(handler, ok);
 }
 
@@ -337,11 +351,18 @@ std::future<bool> StorageManager::deleteStage(std::int64_t stageID) {
 void StorageManager::deleteStage(std::int64_t stageID, BoolHandler handler) {
   // Only the stage's own row goes: the other stages of its group stay
   // favourites in the table, and so in the stage map.
-  cacheStage_->removeStage(stageID);
-  cacheMutedStage_->removeMutedStage(stageID);
+  const auto leave = [&] {
+    cacheStage_->removeStage(stageID);
+    cacheMutedStage_->removeMutedStage(stageID);
+  };
+  leave();
   const bool ok = runTable(
       false, [&](BoolHandler done) { DBTableStage::deleteStage(stageID, dbQueue(), done); });
-  if (!ok) reloadStageCaches();
+  if (ok) {
+    leave();  // again: a fill beside the delete may have read the row first
+  } else {
+    reloadStageCaches();
+  }
   deliver(handler, ok);
 }
 
@@ -353,15 +374,19 @@ std::future<bool> StorageManager::deleteStagesWithUniqueStageID(std::int64_t uni
 
 void StorageManager::deleteStagesWithUniqueStageID(std::int64_t uniqueStageID,
                                                    BoolHandler handler) {
-  for (const model::Stage& stage : cacheStage_->getObjects()) {
-    const model::UniqueStage* unique = stage.uniqueStage();
-    if (unique && unique->ID == uniqueStageID) cacheStage_->removeStage(stage.ID);
-  }
+  const auto leave = [&] {
+    for (const model::Stage& stage : cacheStage_->getObjects()) {
+      const model::UniqueStage* unique = stage.uniqueStage();
+      if (unique && unique->ID == uniqueStageID) cacheStage_->removeStage(stage.ID);
+    }
+  };
+  leave();
   const bool ok = runTable(false, [&](BoolHandler done) {
     DBTableStage::deleteStagesWithUniqueStageID(uniqueStageID, dbQueue(), done);
   });
   // The muted cache keeps bare IDs, so which of them went only the table knows.
   if (ok) {
+    leave();  // again: a fill beside the delete may have read the rows first
     reload(*cacheMutedStage_);
   } else {
     reloadStageCaches();

@@ -40,13 +40,18 @@ void removeWhenDisabling(DBCacheAbstract& notifications, bool enabled,
   for (const std::int64_t id : ids) notifications.removeIDFromCache(id);
 }
 
-/// Notifications turned on enter the cache after success, for the IDs that
-/// are followed (the table changes no other row).
-void addWhenEnabled(DBCacheAbstract& notifications, DBCacheAbstract& followed, bool enabled,
-                    const StorageManager::IDSet& ids) {
-  if (!enabled) return;
+/// After the store's success: notifications turned on enter the cache for
+/// the IDs that are followed (the table changes no other row); turned off
+/// leave it again, as a fill that ran beside the write may have read the
+/// flag before it changed.
+void settleNotifications(DBCacheAbstract& notifications, DBCacheAbstract& followed, bool enabled,
+                         const StorageManager::IDSet& ids) {
   for (const std::int64_t id : ids) {
-    if (followed.containsID(id)) notifications.cacheID(id);
+    if (!enabled) {
+      notifications.removeIDFromCache(id);
+    } else if (followed.containsID(id)) {
+      notifications.cacheID(id);
+    }
   }
 }
 
@@ -87,7 +92,7 @@ void StorageManager::followTeam(const model::Team& team, bool enableNotification
   });
   if (ok) {
     cacheTeam_->cacheTeam(team);
-    if (enableNotifications) cacheTeamNotifications_->cacheID(team.ID);
+    settleNotifications(*cacheTeamNotifications_, *cacheTeam_, enableNotifications, {team.ID});
   } else {
     reload(*cacheTeam_);
     reload(*cacheTeamNotifications_);
@@ -101,12 +106,17 @@ std::future<bool> StorageManager::unfollowTeam(std::int64_t teamID) {
 
 void StorageManager::unfollowTeam(std::int64_t teamID, BoolHandler handler) {
   const ReadResult<IDSet> owned = eventsOwnedBy(DBTableTeam::ownedEventsQuery(teamID));
-  cacheTeam_->removeTeamFromCache(teamID);
-  cacheTeamNotifications_->removeIDFromCache(teamID);
-  leaveEventCaches(owned);
+  const auto leave = [&] {
+    cacheTeam_->removeTeamFromCache(teamID);
+    cacheTeamNotifications_->removeIDFromCache(teamID);
+    leaveEventCaches(owned);
+  };
+  leave();
   const bool ok = runTable(
       false, [&](BoolHandler done) { DBTableTeam::deleteTeamWithID(teamID, dbQueue(), done); });
-  if (!ok) {
+  if (ok) {
+    leave();  // again: a fill beside the delete may have read the rows first
+  } else {
     // A partly failed cascade commits what succeeded.
     reload(*cacheTeam_);
     reload(*cacheTeamNotifications_);
@@ -128,7 +138,7 @@ void StorageManager::setTeamNotificationsEnabled(bool enabled, const IDSet& team
     DBTableTeam::setTeamNotificationsEnabled(enabled, teamIDs, dbQueue(), done);
   });
   if (ok) {
-    addWhenEnabled(*cacheTeamNotifications_, *cacheTeam_, enabled, teamIDs);
+    settleNotifications(*cacheTeamNotifications_, *cacheTeam_, enabled, teamIDs);
   } else {
     reload(*cacheTeamNotifications_);
   }
@@ -183,7 +193,8 @@ void StorageManager::followPlayer(const model::Player& player, bool enableNotifi
   });
   if (ok) {
     cachePlayer_->cachePlayer(player);
-    if (enableNotifications) cachePlayerNotifications_->cacheID(player.ID);
+    settleNotifications(*cachePlayerNotifications_, *cachePlayer_, enableNotifications,
+                        {player.ID});
   } else {
     reload(*cachePlayer_);
     reload(*cachePlayerNotifications_);
@@ -196,12 +207,17 @@ std::future<bool> StorageManager::unfollowPlayer(std::int64_t playerID) {
 }
 
 void StorageManager::unfollowPlayer(std::int64_t playerID, BoolHandler handler) {
-  cachePlayer_->removePlayer(playerID);
-  cachePlayerNotifications_->removeIDFromCache(playerID);
+  const auto leave = [&] {
+    cachePlayer_->removePlayer(playerID);
+    cachePlayerNotifications_->removeIDFromCache(playerID);
+  };
+  leave();
   const bool ok = runTable(false, [&](BoolHandler done) {
     DBTablePlayer::deletePlayerWithID(playerID, dbQueue(), done);
   });
-  if (!ok) {
+  if (ok) {
+    leave();  // again: a fill beside the delete may have read the row first
+  } else {
     reload(*cachePlayer_);
     reload(*cachePlayerNotifications_);
   }
@@ -213,14 +229,19 @@ std::future<bool> StorageManager::unfollowPlayers(const IDSet& playerIDs) {
 }
 
 void StorageManager::unfollowPlayers(const IDSet& playerIDs, BoolHandler handler) {
-  for (const std::int64_t id : playerIDs) {
-    cachePlayer_->removePlayer(id);
-    cachePlayerNotifications_->removeIDFromCache(id);
-  }
+  const auto leave = [&] {
+    for (const std::int64_t id : playerIDs) {
+      cachePlayer_->removePlayer(id);
+      cachePlayerNotifications_->removeIDFromCache(id);
+    }
+  };
+  leave();
   const bool ok = runTable(false, [&](BoolHandler done) {
     DBTablePlayer::deletePlayersWithIDs(playerIDs, dbQueue(), done);
   });
-  if (!ok) {
+  if (ok) {
+    leave();  // again: a fill beside the delete may have read the rows first
+  } else {
     reload(*cachePlayer_);
     reload(*cachePlayerNotifications_);
   }
@@ -241,7 +262,7 @@ void StorageManager::setPlayerNotificationsEnabled(bool enabled, const IDSet& pl
     DBTablePlayer::setPlayerNotificationsEnabled(enabled, playerIDs, dbQueue(), done);
   });
   if (ok) {
-    addWhenEnabled(*cachePlayerNotifications_, *cachePlayer_, enabled, playerIDs);
+    settleNotifications(*cachePlayerNotifications_, *cachePlayer_, enabled, playerIDs);
   } else {
     reload(*cachePlayerNotifications_);
   }
@@ -298,7 +319,12 @@ void StorageManager::followTournament(const model::Tournament& tournament, bool 
   });
   if (ok) {
     cacheTournament_->cacheTournament(tournament);
-    if (enableNotifications) cacheTournamentNotifications_->cacheID(*tournament.uniqueId);
+    if (enableNotifications) {
+      cacheTournamentNotifications_->cacheID(*tournament.uniqueId);
+    } else {
+      // Again: a fill beside the write may have read the flag before it changed.
+      cacheTournamentNotifications_->removeIDFromCache(*tournament.uniqueId);
+    }
   } else if (tournament.uniqueId) {
     reload(*cacheTournament_);
     reload(*cacheTournamentNotifications_);
@@ -314,13 +340,18 @@ std::future<bool> StorageManager::unfollowTournament(std::int64_t uniqueTourname
 void StorageManager::unfollowTournament(std::int64_t uniqueTournamentID, BoolHandler handler) {
   const ReadResult<IDSet> owned =
       eventsOwnedBy(DBTableTournament::ownedEventsQuery(uniqueTournamentID));
-  cacheTournament_->removeTournament(uniqueTournamentID);
-  cacheTournamentNotifications_->removeIDFromCache(uniqueTournamentID);
-  leaveEventCaches(owned);
+  const auto leave = [&] {
+    cacheTournament_->removeTournament(uniqueTournamentID);
+    cacheTournamentNotifications_->removeIDFromCache(uniqueTournamentID);
+    leaveEventCaches(owned);
+  };
+  leave();
   const bool ok = runTable(false, [&](BoolHandler done) {
     DBTableTournament::deleteTournamentWithID(uniqueTournamentID, dbQueue(), done);
   });
-  if (!ok) {
+  if (ok) {
+    leave();  // again: a fill beside the delete may have read the rows first
+  } else {
     reload(*cacheTournament_);
     reload(*cacheTournamentNotifications_);
     reloadEventCaches();
@@ -344,7 +375,7 @@ void StorageManager::setTournamentNotificationsEnabled(bool enabled,
                                                          done);
   });
   if (ok) {
-    addWhenEnabled(*cacheTournamentNotifications_, *cacheTournament_, enabled, uniqueTournamentIDs);
+    settleNotifications(*cacheTournamentNotifications_, *cacheTournament_, enabled, uniqueTournamentIDs);
   } else {
     reload(*cacheTournamentNotifications_);
   }
@@ -417,7 +448,12 @@ void StorageManager::unpinUniqueTournament(std::int64_t uniqueTournamentID, Bool
     DBTablePinnedUniqueTournaments::deleteUniqueTournamentWithID(uniqueTournamentID, dbQueue(),
                                                                  done);
   });
-  if (!ok) reload(*cacheDefaultUniqueTournaments_);
+  if (ok) {
+    // Again: a fill beside the delete may have read the row first.
+    cacheDefaultUniqueTournaments_->removeTournament(uniqueTournamentID);
+  } else {
+    reload(*cacheDefaultUniqueTournaments_);
+  }
   deliver(handler, ok);
 }
 
@@ -426,13 +462,20 @@ std::future<bool> StorageManager::unpinAllUniqueTournaments() {
 }
 
 void StorageManager::unpinAllUniqueTournaments(BoolHandler handler) {
-  for (const std::int64_t id : cacheDefaultUniqueTournaments_->getIDs()) {
-    cacheDefaultUniqueTournaments_->removeTournament(id);
-  }
+  const auto leave = [&] {
+    for (const std::int64_t id : cacheDefaultUniqueTournaments_->getIDs()) {
+      cacheDefaultUniqueTournaments_->removeTournament(id);
+    }
+  };
+  leave();
   const bool ok = runTable(false, [&](BoolHandler done) {
     DBTablePinnedUniqueTournaments::deleteAllUniqueTournaments(dbQueue(), done);
   });
-  if (!ok) reload(*cacheDefaultUniqueTournaments_);
+  if (ok) {
+    leave();  // again: a fill beside the delete may have read the rows first
+  } else {
+    reload(*cacheDefaultUniqueTournaments_);
+  }
   deliver(handler, ok);
 }
 

@@ -181,7 +181,12 @@ void StorageManager::deleteFantasyCompetition(std::int64_t id, BoolHandler handl
   const bool ok = runTable(false, [&](BoolHandler done) {
     DBTableFantasyCompetition::deleteCompetition(id, dbQueue(), done);
   });
-  if (!ok) reload(*cacheFantasyCompetition_);
+  if (ok) {
+    // Again: a fill beside the delete may have read the row first.
+    cacheFantasyCompetition_->removeIDFromCache(id);
+  } else {
+    reload(*cacheFantasyCompetition_);
+  }
   deliver(handler, ok);
 }
 

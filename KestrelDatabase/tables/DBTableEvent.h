@@ -449,8 +449,8 @@ class DBTableEvent : public DBTableAbstract {
   /// when both have run (at once for a null queue).
   [[nodiscard]] static std::future<void> migrateFavoriteNotificationEvents(
       const std::shared_ptr<FMDatabaseQueue>& queue);
-  /// The same on the calling thread; the completion gets true when both
-  /// statements succeeded.
+  /// The same on the calling thread, both statements in one transaction;
+  /// the completion gets true once both succeeded and were committed.
   static void migrateFavoriteNotificationEvents(const std::shared_ptr<FMDatabaseQueue>& queue,
                                                 const BoolCompletion& completion);
 

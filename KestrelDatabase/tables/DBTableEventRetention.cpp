@@ -142,11 +142,17 @@ std::future<void> DBTableEvent::migrateFavoriteNotificationEvents(
 void DBTableEvent::migrateFavoriteNotificationEvents(const std::shared_ptr<FMDatabaseQueue>& queue,
                                                      const BoolCompletion& completion) {
   if (!queue) return;
-  int succeeded = 0;
-  for (const auto& statement : migrationStatements()) {
-    updateRows(statement, queue, [&](bool success) { succeeded += success ? 1 : 0; });
-  }
-  if (completion) completion(succeeded == 2);
+  // One transaction: a migration that fails halfway leaves no half-moved
+  // favourites behind, and can simply run again.
+  runWrite(
+      queue,
+      [](FMDatabase& db) {
+        for (const auto& statement : migrationStatements()) {
+          if (!db.executeUpdate(statement)) return false;
+        }
+        return true;
+      },
+      completion);
 }
 
 // ---- Statement texts ----

@@ -86,6 +86,9 @@ TEST_F(StorageManagerFaultsTest, ALockHeldElsewhereFailsTheWriteAndLeavesNoCache
   EXPECT_FALSE(storage_->unfollowTeam(4).get());
   EXPECT_FALSE(storage_->insertStage(stage(30)).get());
   EXPECT_FALSE(storage_->getAllFavoriteEvents().get().has_value()) << "a read fails as a failure";
+  storage_->migrateFavoriteNotificationEvents().get();
+  EXPECT_FALSE(storage_->userDefaults()->boolForKey(StorageManager::kFavoriteNotificationMigrationKey))
+      << "a migration that could not commit is not recorded as done";
   EXPECT_GT(log.countContaining("busy"), 0u);
 
   // The lock is gone: every cache holds what the tables hold, the 20
@@ -97,6 +100,8 @@ TEST_F(StorageManagerFaultsTest, ALockHeldElsewhereFailsTheWriteAndLeavesNoCache
   expectCachesAgreeWithStores("after the lock");
   EXPECT_TRUE(storage_->insertEvent(event(21), false).get());
   EXPECT_EQ(favouritesOnDisk(home_.path()).size(), 21u);
+  storage_->migrateFavoriteNotificationEvents().get();
+  EXPECT_TRUE(storage_->userDefaults()->boolForKey(StorageManager::kFavoriteNotificationMigrationKey));
 }
 
 TEST_F(StorageManagerFaultsTest, AFileTheSystemWillNotLetBeWrittenReportsEveryWriteAsFailed) {
