@@ -10,12 +10,8 @@
 #include <KestrelDatabase/sql/FMDatabaseQueue.h>
 #include <KestrelDatabase/tables/DBTableEvent.h>
 #include <gtest/gtest.h>
-#include <linux/fs.h>
-#include <sys/ioctl.h>
 #include <sys/mount.h>
 
-#include <fcntl.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
@@ -26,6 +22,7 @@
 
 #include "storage/StorageFixture.h"
 #include "support/LogCapture.h"
+#include "support/ReadOnlyFile.h"
 #include "support/TempDir.h"
 
 namespace kestrel {
@@ -42,21 +39,6 @@ StorageManager::IDSet favouritesOnDisk(const std::filesystem::path& home) {
                                     [&](ReadResult<IDSet> read) { ids = std::move(read); });
   EXPECT_TRUE(ids.has_value()) << "the file could not be read after the fault";
   return ids.value_or(IDSet{});
-}
-
-/// Sets or clears the file's immutable attribute; false where the system
-/// does not allow it (no privilege, a file system without the flag).
-bool setImmutable(const std::filesystem::path& file, bool immutable) {
-  const int fd = ::open(file.c_str(), O_RDONLY);
-  if (fd < 0) return false;
-  int flags = 0;
-  bool done = ::ioctl(fd, FS_IOC_GETFLAGS, &flags) == 0;
-  if (done) {
-    flags = immutable ? (flags | FS_IMMUTABLE_FL) : (flags & ~FS_IMMUTABLE_FL);
-    done = ::ioctl(fd, FS_IOC_SETFLAGS, &flags) == 0;
-  }
-  ::close(fd);
-  return done;
 }
 
 class StorageManagerFaultsTest : public StorageTest {
@@ -106,13 +88,13 @@ TEST_F(StorageManagerFaultsTest, ALockHeldElsewhereFailsTheWriteAndLeavesNoCache
 
 TEST_F(StorageManagerFaultsTest, AFileTheSystemWillNotLetBeWrittenReportsEveryWriteAsFailed) {
   ASSERT_TRUE(storage_->insertEvent(event(1), false).get());
-  if (!setImmutable(databaseFile(), true)) {
-    GTEST_SKIP() << "this system does not let the test make a file immutable";
+  {
+    testing::ReadOnlyFile readOnly(databaseFile());
+    if (!readOnly.available()) GTEST_SKIP() << "this system does not let the test make a file read-only";
+    testing::LogCapture log;
+    EXPECT_FALSE(storage_->insertEvent(event(2), false).get());
+    EXPECT_FALSE(storage_->deleteEvent(1).get());
   }
-  testing::LogCapture log;
-  EXPECT_FALSE(storage_->insertEvent(event(2), false).get());
-  EXPECT_FALSE(storage_->deleteEvent(1).get());
-  ASSERT_TRUE(setImmutable(databaseFile(), false));
 
   // Nothing was reported that did not happen; once writable again (the
   // database reopened) the facade works and its caches agree.
