@@ -149,16 +149,18 @@ bool FMResultSet::boolForColumn(std::string_view columnName) const {
 // ---- Text, bytes and dates ----
 
 std::optional<std::string_view> FMResultSet::textNoCopyForColumnIndex(int columnIdx) const {
-  if (!inRange(columnIdx) || sqlite3_column_type(handle_, columnIdx) == SQLITE_NULL) {
-    return std::nullopt;
-  }
+  if (!inRange(columnIdx)) return std::nullopt;
   // The length is SQLite's byte count, taken after the text: a NUL inside
   // does not end it, and the database's UTF-8 is handed out unconverted, so
   // invalid UTF-8 comes back as it was stored.
   const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(handle_, columnIdx));
   if (text == nullptr) {
-    platform::log("Error: column %d could not be read as text (%s)", columnIdx,
-                  sqlite3_errmsg(sqlite3_db_handle(handle_)));
+    // NULL, or (asked only then, off the hot path) a value SQLite could not
+    // hand out as text: out of memory.
+    if (sqlite3_column_type(handle_, columnIdx) != SQLITE_NULL) {
+      platform::log("Error: column %d could not be read as text (%s)", columnIdx,
+                    sqlite3_errmsg(sqlite3_db_handle(handle_)));
+    }
     return std::nullopt;
   }
   return std::string_view(text, static_cast<std::size_t>(sqlite3_column_bytes(handle_, columnIdx)));
