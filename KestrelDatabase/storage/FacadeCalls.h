@@ -1,8 +1,9 @@
 // What every facade operation shares: running a table operation whose
 // completion may not come and still getting a value, delivering that value
-// to an optional handler, turning a handler form into a future form, and
+// to an optional handler, turning a handler form into a future form,
 // wrapping a handler given to the object store so that it runs exactly once
-// even when the store drops the operation.
+// even when the store drops the operation, and taking removed rows out of
+// the caches on both sides of the write that removes them.
 //
 // Thread-safety: stateless helpers; a handler made by exactlyOnce() may be
 // called and released from any threads (the first value wins).
@@ -27,6 +28,17 @@ T runTable(T fallback, Start&& start) {
   std::optional<T> result;
   std::forward<Start>(start)([&result](T value) { result = std::move(value); });
   return result ? std::move(*result) : std::move(fallback);
+}
+
+/// A removal around a table write: `leave` takes the rows out of the caches
+/// before the write and, once it succeeded, again, since a fill on another
+/// thread may have read them in between. The write's result.
+template <class Leave, class Write>
+bool removeAround(const Leave& leave, Write&& write) {
+  leave();
+  const bool ok = std::forward<Write>(write)();
+  if (ok) leave();
+  return ok;
 }
 
 /// Calls the handler with the value, when there is a handler.

@@ -16,6 +16,7 @@ namespace kestrel {
 
 using facade::deliver;
 using facade::futureFrom;
+using facade::removeAround;
 using facade::runTable;
 
 namespace {
@@ -106,12 +107,11 @@ void StorageManager::deleteEvent(std::int64_t eventID, BoolHandler handler) {
     cacheEvent_->removeEvent(eventID);
     cacheMutedEvent_->removeEvent(eventID);
   };
-  leave();
-  const bool ok = runTable(
-      false, [&](BoolHandler done) { DBTableEvent::deleteEvent(eventID, dbQueue(), done); });
-  if (ok) {
-    leave();  // again: a fill beside the delete may have read the row first
-  } else {
+  const bool ok = removeAround(leave, [&] {
+    return runTable(
+        false, [&](BoolHandler done) { DBTableEvent::deleteEvent(eventID, dbQueue(), done); });
+  });
+  if (!ok) {
     reloadEventCaches();
   }
   deliver(handler, ok);
@@ -128,12 +128,11 @@ void StorageManager::deleteEvents(const IDSet& eventIDs, BoolHandler handler) {
       cacheMutedEvent_->removeEvent(id);
     }
   };
-  leave();
-  const bool ok = runTable(
-      false, [&](BoolHandler done) { DBTableEvent::deleteEvents(eventIDs, dbQueue(), done); });
-  if (ok) {
-    leave();  // again: a fill beside the delete may have read the rows first
-  } else if (!eventIDs.empty()) {
+  const bool ok = removeAround(leave, [&] {
+    return runTable(
+        false, [&](BoolHandler done) { DBTableEvent::deleteEvents(eventIDs, dbQueue(), done); });
+  });
+  if (!ok && !eventIDs.empty()) {
     reloadEventCaches();
   }
   deliver(handler, ok);
@@ -355,12 +354,11 @@ void StorageManager::deleteStage(std::int64_t stageID, BoolHandler handler) {
     cacheStage_->removeStage(stageID);
     cacheMutedStage_->removeMutedStage(stageID);
   };
-  leave();
-  const bool ok = runTable(
-      false, [&](BoolHandler done) { DBTableStage::deleteStage(stageID, dbQueue(), done); });
-  if (ok) {
-    leave();  // again: a fill beside the delete may have read the row first
-  } else {
+  const bool ok = removeAround(leave, [&] {
+    return runTable(
+        false, [&](BoolHandler done) { DBTableStage::deleteStage(stageID, dbQueue(), done); });
+  });
+  if (!ok) {
     reloadStageCaches();
   }
   deliver(handler, ok);
@@ -380,13 +378,13 @@ void StorageManager::deleteStagesWithUniqueStageID(std::int64_t uniqueStageID,
       if (unique && unique->ID == uniqueStageID) cacheStage_->removeStage(stage.ID);
     }
   };
-  leave();
-  const bool ok = runTable(false, [&](BoolHandler done) {
-    DBTableStage::deleteStagesWithUniqueStageID(uniqueStageID, dbQueue(), done);
+  const bool ok = removeAround(leave, [&] {
+    return runTable(false, [&](BoolHandler done) {
+      DBTableStage::deleteStagesWithUniqueStageID(uniqueStageID, dbQueue(), done);
+    });
   });
   // The muted cache keeps bare IDs, so which of them went only the table knows.
   if (ok) {
-    leave();  // again: a fill beside the delete may have read the rows first
     reload(*cacheMutedStage_);
   } else {
     reloadStageCaches();

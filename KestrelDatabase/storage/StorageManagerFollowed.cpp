@@ -25,6 +25,7 @@ namespace kestrel {
 
 using facade::deliver;
 using facade::futureFrom;
+using facade::removeAround;
 using facade::runTable;
 
 namespace {
@@ -111,12 +112,11 @@ void StorageManager::unfollowTeam(std::int64_t teamID, BoolHandler handler) {
     cacheTeamNotifications_->removeIDFromCache(teamID);
     leaveEventCaches(owned);
   };
-  leave();
-  const bool ok = runTable(
-      false, [&](BoolHandler done) { DBTableTeam::deleteTeamWithID(teamID, dbQueue(), done); });
-  if (ok) {
-    leave();  // again: a fill beside the delete may have read the rows first
-  } else {
+  const bool ok = removeAround(leave, [&] {
+    return runTable(
+        false, [&](BoolHandler done) { DBTableTeam::deleteTeamWithID(teamID, dbQueue(), done); });
+  });
+  if (!ok) {
     // A partly failed cascade commits what succeeded.
     reload(*cacheTeam_);
     reload(*cacheTeamNotifications_);
@@ -211,13 +211,12 @@ void StorageManager::unfollowPlayer(std::int64_t playerID, BoolHandler handler) 
     cachePlayer_->removePlayer(playerID);
     cachePlayerNotifications_->removeIDFromCache(playerID);
   };
-  leave();
-  const bool ok = runTable(false, [&](BoolHandler done) {
-    DBTablePlayer::deletePlayerWithID(playerID, dbQueue(), done);
+  const bool ok = removeAround(leave, [&] {
+    return runTable(false, [&](BoolHandler done) {
+      DBTablePlayer::deletePlayerWithID(playerID, dbQueue(), done);
+    });
   });
-  if (ok) {
-    leave();  // again: a fill beside the delete may have read the row first
-  } else {
+  if (!ok) {
     reload(*cachePlayer_);
     reload(*cachePlayerNotifications_);
   }
@@ -235,13 +234,12 @@ void StorageManager::unfollowPlayers(const IDSet& playerIDs, BoolHandler handler
       cachePlayerNotifications_->removeIDFromCache(id);
     }
   };
-  leave();
-  const bool ok = runTable(false, [&](BoolHandler done) {
-    DBTablePlayer::deletePlayersWithIDs(playerIDs, dbQueue(), done);
+  const bool ok = removeAround(leave, [&] {
+    return runTable(false, [&](BoolHandler done) {
+      DBTablePlayer::deletePlayersWithIDs(playerIDs, dbQueue(), done);
+    });
   });
-  if (ok) {
-    leave();  // again: a fill beside the delete may have read the rows first
-  } else {
+  if (!ok) {
     reload(*cachePlayer_);
     reload(*cachePlayerNotifications_);
   }
@@ -345,13 +343,12 @@ void StorageManager::unfollowTournament(std::int64_t uniqueTournamentID, BoolHan
     cacheTournamentNotifications_->removeIDFromCache(uniqueTournamentID);
     leaveEventCaches(owned);
   };
-  leave();
-  const bool ok = runTable(false, [&](BoolHandler done) {
-    DBTableTournament::deleteTournamentWithID(uniqueTournamentID, dbQueue(), done);
+  const bool ok = removeAround(leave, [&] {
+    return runTable(false, [&](BoolHandler done) {
+      DBTableTournament::deleteTournamentWithID(uniqueTournamentID, dbQueue(), done);
+    });
   });
-  if (ok) {
-    leave();  // again: a fill beside the delete may have read the rows first
-  } else {
+  if (!ok) {
     reload(*cacheTournament_);
     reload(*cacheTournamentNotifications_);
     reloadEventCaches();
@@ -443,17 +440,15 @@ std::future<bool> StorageManager::unpinUniqueTournament(std::int64_t uniqueTourn
 }
 
 void StorageManager::unpinUniqueTournament(std::int64_t uniqueTournamentID, BoolHandler handler) {
-  cacheDefaultUniqueTournaments_->removeTournament(uniqueTournamentID);
-  const bool ok = runTable(false, [&](BoolHandler done) {
-    DBTablePinnedUniqueTournaments::deleteUniqueTournamentWithID(uniqueTournamentID, dbQueue(),
-                                                                 done);
-  });
-  if (ok) {
-    // Again: a fill beside the delete may have read the row first.
-    cacheDefaultUniqueTournaments_->removeTournament(uniqueTournamentID);
-  } else {
-    reload(*cacheDefaultUniqueTournaments_);
-  }
+  const bool ok = removeAround(
+      [&] { cacheDefaultUniqueTournaments_->removeTournament(uniqueTournamentID); },
+      [&] {
+        return runTable(false, [&](BoolHandler done) {
+          DBTablePinnedUniqueTournaments::deleteUniqueTournamentWithID(uniqueTournamentID,
+                                                                       dbQueue(), done);
+        });
+      });
+  if (!ok) reload(*cacheDefaultUniqueTournaments_);
   deliver(handler, ok);
 }
 
@@ -467,13 +462,12 @@ void StorageManager::unpinAllUniqueTournaments(BoolHandler handler) {
       cacheDefaultUniqueTournaments_->removeTournament(id);
     }
   };
-  leave();
-  const bool ok = runTable(false, [&](BoolHandler done) {
-    DBTablePinnedUniqueTournaments::deleteAllUniqueTournaments(dbQueue(), done);
+  const bool ok = removeAround(leave, [&] {
+    return runTable(false, [&](BoolHandler done) {
+      DBTablePinnedUniqueTournaments::deleteAllUniqueTournaments(dbQueue(), done);
+    });
   });
-  if (ok) {
-    leave();  // again: a fill beside the delete may have read the rows first
-  } else {
+  if (!ok) {
     reload(*cacheDefaultUniqueTournaments_);
   }
   deliver(handler, ok);

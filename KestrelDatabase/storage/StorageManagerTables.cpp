@@ -17,6 +17,7 @@ namespace kestrel {
 
 using facade::deliver;
 using facade::futureFrom;
+using facade::removeAround;
 using facade::runTable;
 
 // ---- Chat ---------------------------------------------------------------------------------
@@ -177,16 +178,12 @@ std::future<bool> StorageManager::deleteFantasyCompetition(std::int64_t id) {
 }
 
 void StorageManager::deleteFantasyCompetition(std::int64_t id, BoolHandler handler) {
-  cacheFantasyCompetition_->removeIDFromCache(id);
-  const bool ok = runTable(false, [&](BoolHandler done) {
-    DBTableFantasyCompetition::deleteCompetition(id, dbQueue(), done);
+  const bool ok = removeAround([&] { cacheFantasyCompetition_->removeIDFromCache(id); }, [&] {
+    return runTable(false, [&](BoolHandler done) {
+      DBTableFantasyCompetition::deleteCompetition(id, dbQueue(), done);
+    });
   });
-  if (ok) {
-    // Again: a fill beside the delete may have read the row first.
-    cacheFantasyCompetition_->removeIDFromCache(id);
-  } else {
-    reload(*cacheFantasyCompetition_);
-  }
+  if (!ok) reload(*cacheFantasyCompetition_);
   deliver(handler, ok);
 }
 
