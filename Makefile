@@ -4,7 +4,7 @@ WERROR ?= OFF
 CMAKE_FLAGS = -DKESTREL_WARNINGS_AS_ERRORS=$(WERROR)
 DEMO_HOME ?= $(CURDIR)/build/demo-home
 
-.PHONY: deps build build-debug run test bench clean format
+.PHONY: deps build build-debug run test test-asan test-tsan reliability bench clean format
 
 deps:
 	@scripts/install-deps
@@ -31,6 +31,23 @@ run: deps
 
 test: build-debug
 	@ctest --preset debug -j $(JOBS)
+
+# The whole suite under AddressSanitizer + UBSan, and the concurrency and
+# facade tests under ThreadSanitizer (what .ci/run adds after `make test`).
+TSAN_TESTS ?= -L 'reliability|storage|caches|objectstore|platform|sql'
+test-asan: deps
+	@cmake --preset asan $(CMAKE_FLAGS) >/dev/null
+	@cmake --build --preset asan -j $(JOBS)
+	@ctest --preset asan -j $(JOBS)
+
+test-tsan: deps
+	@cmake --preset tsan $(CMAKE_FLAGS) -DKESTREL_BUILD_TOOL=OFF -DKESTREL_BUILD_EXAMPLES=OFF >/dev/null
+	@cmake --build --preset tsan -j $(JOBS)
+	@ctest --preset tsan -j $(JOBS) $(TSAN_TESTS)
+
+# The full forms of the reliability harnesses, one summary line each.
+reliability: build-debug
+	@scripts/reliability build/debug
 
 # Each case: fifteen repetitions of at least 0.1 s, reported as medians. The
 # repetitions of all cases are interleaved at random, so load from other work
