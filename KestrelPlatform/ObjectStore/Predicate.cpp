@@ -39,6 +39,9 @@ std::optional<ObjectValue> numberFromText(const std::string& text) {
 // cannot stand for a value of that type.
 std::optional<ObjectValue> coerce(const ObjectValue& value, AttributeType type) {
   if (value.isNull()) return value;
+  // NaN has no place in any order and SQLite binds it as NULL: the fetch
+  // and the evaluation in memory would disagree, so it is refused.
+  if (const double* real = value.real(); real && std::isnan(*real)) return std::nullopt;
   switch (type) {
     case AttributeType::integer64:
       if (value.integer()) return value;

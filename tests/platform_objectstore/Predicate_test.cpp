@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <set>
 
 namespace kestrel::platform {
@@ -168,6 +169,12 @@ TEST_F(PredicateTest, MalformedFormatsAndUnusableArgumentsFailWithALoggedErrorAn
       Predicate::withFormat("watered = %@", {"yes"}),
       Predicate::withFormat("TRUE"),
       Predicate::withFormat("note = %@", {1}),
+      // Found by the predicate_format fuzz target (fuzz/corpus/predicate_format/
+      // nan-argument): NaN matched every record in memory and none in SQL.
+      Predicate::withFormat("id = %@", {std::nan("")}),
+      Predicate::withFormat("rank != %@", {-std::nan("")}),
+      Predicate::withFormat("name = %@", {std::nan("")}),
+      Predicate::withFormat("watered = %@", {std::nan("")}),
       Predicate::withFormat(std::string(200, '(') + "id = 1" + std::string(200, ')')),
       Predicate::andPredicate({Predicate::withFormat("id = 1"), Predicate::withFormat("id = ")}),
   };
