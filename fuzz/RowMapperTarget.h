@@ -126,7 +126,9 @@ int runRowMapper(const std::uint8_t* data, std::size_t size, Read read) {
   {
     auto stored = db->executeQuery("SELECT * FROM " + table);
     check(stored != nullptr && stored->next(), "the written row is read");
-    for (const auto& [name, value] : first) {
+    for (const auto& entry : first) {
+      const std::string& name = entry.first;
+      const Value& value = entry.second;
       const auto column = std::find_if(Table::kColumns.begin(), Table::kColumns.end(),
                                        [&](const auto& c) { return name == c.name; });
       const bool textColumn = column != Table::kColumns.end() && column->dataType == 1;
