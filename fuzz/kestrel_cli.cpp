@@ -135,7 +135,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     if (argument.rfind("--home", 0) == 0) continue;
     json = json || argument == "--json";
-    help = help || argument == "-h" || argument == "--help" || argument == "--version";
+    // Help wins over everything else, also inside a cluster of short flags
+    // ("-hx"), and is printed as text.
+    const bool shortFlags = argument.size() > 1 && argument[0] == '-' && argument[1] != '-';
+    help = help || (shortFlags && argument.find('h') != std::string::npos) ||
+           argument == "--help" || argument == "--version";
     arguments.push_back(argument);
   }
   if (arguments.size() > 16) return 0;
