@@ -138,6 +138,30 @@ TEST_F(PredicateTest, CompoundsKeywordsAndMirroredComparisons) {
   EXPECT_EQ(select(Predicate::orPredicate({})), Ids{});
 }
 
+// Found with the predicate_format fuzz target's harness
+// (fuzz/corpus/predicate_format/integer-against-two-to-the-63): in memory an
+// integer was compared with a real through a double, so 2^63 - 1 equalled
+// the real 2^63, which SQLite (exact) never matches.
+TEST(PredicateIntegerRealTest, IntegersAndRealsCompareExactlyInMemoryAsInTheStore) {
+  std::vector<AttributeDescription> attributes(1);
+  attributes[0] = {"n", AttributeType::integer64, false, {}, false};
+  const EntityDescription entity("Record", 0, std::move(attributes), {}, {});
+  const auto holds = [&](const char* format, std::int64_t stored) {
+    Predicate::Bound bound;
+    EXPECT_FALSE(Predicate::withFormat(format).bind(entity, bound)) << format;
+    return bound.evaluate({ObjectValue(stored)});
+  };
+  EXPECT_FALSE(holds("n = 9223372036854775808", INT64_MAX));
+  EXPECT_TRUE(holds("n < 9223372036854775808", INT64_MAX));
+  EXPECT_TRUE(holds("n >= -9223372036854775808.0", INT64_MIN));
+  EXPECT_FALSE(holds("n < -9223372036854775808.0", INT64_MIN));
+  EXPECT_TRUE(holds("n > -9.3e18", INT64_MIN));
+  EXPECT_TRUE(holds("n < 2.5", 2));
+  EXPECT_FALSE(holds("n <= 2.5", 3));
+  EXPECT_TRUE(holds("n > -2.5", -2));
+  EXPECT_FALSE(holds("n >= -2.5", -3));
+}
+
 TEST_F(PredicateTest, InjectionAttemptsAreOnlyValues) {
   EXPECT_EQ(select(Predicate::withFormat("name = %@", {"x' OR '1'='1"})), Ids{});
   EXPECT_EQ(select(Predicate::withFormat("name = %@", {"\" OR 1=1 --"})), Ids{});
