@@ -162,6 +162,24 @@ TEST(PredicateIntegerRealTest, IntegersAndRealsCompareExactlyInMemoryAsInTheStor
   EXPECT_FALSE(holds("n >= -2.5", -3));
 }
 
+// Found by the predicate_format fuzz target
+// (fuzz/corpus/predicate_format/not-nested-52-deep): a format nested deeper
+// than SQLite's parser takes compiled, evaluated in memory, and failed in
+// the store. Such nesting is now refused by the format itself.
+TEST_F(PredicateTest, NestingIsAcceptedOnlyAsDeepAsTheStoreCanRunIt) {
+  const auto nested = [](int depth) {
+    std::string format;
+    for (int i = 0; i < depth; ++i) format += i % 2 ? "NOT " : "(id = 9 OR ";
+    format += "id = 2";
+    for (int i = 0; i < depth; ++i) format += i % 2 ? "" : ")";
+    return format;
+  };
+  EXPECT_EQ(select(Predicate::withFormat(nested(24))), Ids{2});  // twelve NOTs, ORs of nothing
+  EXPECT_TRUE(Predicate::withFormat(nested(25)).formatError());
+  EXPECT_TRUE(Predicate::withFormat(std::string(25, '!') + "id = 2").formatError());
+  EXPECT_EQ(select(Predicate::withFormat(std::string(24, '!') + "id = 2")), Ids{2});
+}
+
 TEST_F(PredicateTest, InjectionAttemptsAreOnlyValues) {
   EXPECT_EQ(select(Predicate::withFormat("name = %@", {"x' OR '1'='1"})), Ids{});
   EXPECT_EQ(select(Predicate::withFormat("name = %@", {"\" OR 1=1 --"})), Ids{});
