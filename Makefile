@@ -4,7 +4,7 @@ WERROR ?= OFF
 CMAKE_FLAGS = -DKESTREL_WARNINGS_AS_ERRORS=$(WERROR)
 DEMO_HOME ?= $(CURDIR)/build/demo-home
 
-.PHONY: deps build build-debug run test test-asan test-tsan reliability bench clean format
+.PHONY: deps build build-debug run test test-asan test-tsan reliability bench fuzz clean format
 
 deps:
 	@scripts/install-deps
@@ -72,6 +72,19 @@ bench: deps
 	@build/release/bench/kestrel-bench $(BENCH_FLAGS) --benchmark_out=$(BENCH_OUT) \
 		--benchmark_out_format=json >$(BENCH_CONSOLE) 2>&1 || { cat $(BENCH_CONSOLE); exit 1; }
 	@scripts/bench-report $(BENCH_OUT)
+
+# Each fuzz target runs FUZZ_SECONDS (one worker) on a copy of its corpus in
+# build/fuzz/corpus/<target>, so new inputs never land in the repository;
+# copy one into fuzz/corpus/<target>/ on purpose. A finding stops the run
+# with the crashing input's path; each target ends with one summary line.
+# FUZZ_TARGETS picks targets, FUZZ_FLAGS adds libFuzzer options.
+FUZZ_SECONDS ?= 60
+FUZZ_TARGETS ?= predicate_format field_translations event_row stage_row sql_builder kestrel_cli
+FUZZ_FLAGS ?=
+fuzz: deps
+	@cmake --preset fuzz >/dev/null
+	@cmake --build --preset fuzz -j $(JOBS) $(addprefix --target fuzz_,$(FUZZ_TARGETS))
+	@fuzz/run.sh build/fuzz $(FUZZ_SECONDS) "$(FUZZ_FLAGS)" $(FUZZ_TARGETS)
 
 format:
 	@git ls-files '*.h' '*.cpp' | xargs clang-format -i

@@ -1,6 +1,12 @@
 # Shared settings for every Kestrel target.
 function(kestrel_set_warnings target)
-  target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic -Wshadow=local)
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic)
+  # clang (the fuzz build) spells the local-shadowing warning differently.
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    target_compile_options(${target} PRIVATE -Wshadow-uncaptured-local)
+  else()
+    target_compile_options(${target} PRIVATE -Wshadow=local)
+  endif()
   if(KESTREL_WARNINGS_AS_ERRORS)
     target_compile_options(${target} PRIVATE -Werror)
   endif()

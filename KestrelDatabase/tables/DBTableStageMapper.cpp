@@ -188,7 +188,11 @@ void DBTableStage::readColumns(const FMResultSet& resultSet, const RowLayout& la
   auto parentName = row.text(column(kStageName));
   const auto parentStart = row.integer(column(kStageStartTimestamp));
   auto parentFlag = row.text(column(kStageFlag));
-  if (parentID || parentName || parentStart || parentFlag) {
+  // The two flag columns are the parent's too: a row that holds only them
+  // still has a parent, or re-saving the stage would lose its own flags.
+  const bool parentFlagsStored = row.integer(column(kStageHasCompetitor)).has_value() ||
+                                 row.integer(column(kStageHasTeams)).has_value();
+  if (parentID || parentName || parentStart || parentFlag || parentFlagsStored) {
     parent = std::make_shared<Stage>();
     parent->ID = parentID.value_or(0);
     parent->desc = std::move(parentName);

@@ -39,6 +39,9 @@ std::optional<ObjectValue> numberFromText(const std::string& text) {
 // cannot stand for a value of that type.
 std::optional<ObjectValue> coerce(const ObjectValue& value, AttributeType type) {
   if (value.isNull()) return value;
+  // NaN has no place in any order and SQLite binds it as NULL: the fetch
+  // and the evaluation in memory would disagree, so it is refused.
+  if (const double* real = value.real(); real && std::isnan(*real)) return std::nullopt;
   switch (type) {
     case AttributeType::integer64:
       if (value.integer()) return value;
@@ -77,6 +80,17 @@ std::optional<ObjectValue> coerce(const ObjectValue& value, AttributeType type) 
   return std::nullopt;
 }
 
+// -1, 0 or 1 for an integer against a real, compared exactly as SQLite
+// compares them (through a double, 2^63 - 1 would equal 2^63). No NaN.
+int compareIntegerWithReal(std::int64_t integer, double real) {
+  if (real >= 9223372036854775808.0) return -1;
+  if (real < -9223372036854775808.0) return 1;
+  const double whole = std::floor(real);
+  const auto wholeInteger = static_cast<std::int64_t>(whole);
+  if (integer != wholeInteger) return integer < wholeInteger ? -1 : 1;
+  return whole < real ? -1 : 0;
+}
+
 // -1, 0 or 1; both values non-null and of comparable kinds after coercion.
 int compareValues(const ObjectValue& a, const ObjectValue& b) {
   const auto number = [](const ObjectValue& v, double& out) {
@@ -92,6 +106,8 @@ int compareValues(const ObjectValue& a, const ObjectValue& b) {
     return true;
   };
   if (a.integer() && b.integer()) return (*a.integer() > *b.integer()) - (*a.integer() < *b.integer());
+  if (a.integer() && b.real()) return compareIntegerWithReal(*a.integer(), *b.real());
+  if (a.real() && b.integer()) return -compareIntegerWithReal(*b.integer(), *a.real());
   double x = 0;
   double y = 0;
   if (number(a, x) && number(b, y)) return (x > y) - (x < y);

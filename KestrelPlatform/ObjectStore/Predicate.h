@@ -20,7 +20,7 @@
 // is neither less nor greater than anything.
 //
 // A malformed format, an unknown attribute or a value that cannot be
-// coerced makes the predicate unusable; fetching with it fails with an
+// coerced (NaN never can) makes the predicate unusable; fetching with it fails with an
 // invalidPredicate error (and fetches nothing).
 //
 // Thread-safety: a predicate is an immutable value; parsed formats are

@@ -16,8 +16,10 @@ namespace {
 using Node = Predicate::Node;
 using Operator = Predicate::Operator;
 
-// Deeper nesting than this is refused rather than risking the stack.
-constexpr int kMaxDepth = 64;
+// Deeper nesting (parentheses and NOT) than this is refused rather than
+// risking the stack, and so that the SQL a predicate compiles to stays well
+// inside what SQLite's parser takes (it refuses about 30 nested groups).
+constexpr int kMaxDepth = 24;
 // Parsed formats kept; the table starts afresh when it is full.
 constexpr std::size_t kCacheCapacity = 512;
 

@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <set>
 
 namespace kestrel::platform {
@@ -137,6 +138,48 @@ TEST_F(PredicateTest, CompoundsKeywordsAndMirroredComparisons) {
   EXPECT_EQ(select(Predicate::orPredicate({})), Ids{});
 }
 
+// Found with the predicate_format fuzz target's harness
+// (fuzz/corpus/predicate_format/integer-against-two-to-the-63): in memory an
+// integer was compared with a real through a double, so 2^63 - 1 equalled
+// the real 2^63, which SQLite (exact) never matches.
+TEST(PredicateIntegerRealTest, IntegersAndRealsCompareExactlyInMemoryAsInTheStore) {
+  std::vector<AttributeDescription> attributes(1);
+  attributes[0] = {"n", AttributeType::integer64, false, {}, false};
+  const EntityDescription entity("Record", 0, std::move(attributes), {}, {});
+  const auto holds = [&](const char* format, std::int64_t stored) {
+    Predicate::Bound bound;
+    EXPECT_FALSE(Predicate::withFormat(format).bind(entity, bound)) << format;
+    return bound.evaluate({ObjectValue(stored)});
+  };
+  EXPECT_FALSE(holds("n = 9223372036854775808", INT64_MAX));
+  EXPECT_TRUE(holds("n < 9223372036854775808", INT64_MAX));
+  EXPECT_TRUE(holds("n >= -9223372036854775808.0", INT64_MIN));
+  EXPECT_FALSE(holds("n < -9223372036854775808.0", INT64_MIN));
+  EXPECT_TRUE(holds("n > -9.3e18", INT64_MIN));
+  EXPECT_TRUE(holds("n < 2.5", 2));
+  EXPECT_FALSE(holds("n <= 2.5", 3));
+  EXPECT_TRUE(holds("n > -2.5", -2));
+  EXPECT_FALSE(holds("n >= -2.5", -3));
+}
+
+// Found by the predicate_format fuzz target
+// (fuzz/corpus/predicate_format/not-nested-52-deep): a format nested deeper
+// than SQLite's parser takes compiled, evaluated in memory, and failed in
+// the store. Such nesting is now refused by the format itself.
+TEST_F(PredicateTest, NestingIsAcceptedOnlyAsDeepAsTheStoreCanRunIt) {
+  const auto nested = [](int depth) {
+    std::string format;
+    for (int i = 0; i < depth; ++i) format += i % 2 ? "NOT " : "(id = 9 OR ";
+    format += "id = 2";
+    for (int i = 0; i < depth; ++i) format += i % 2 ? "" : ")";
+    return format;
+  };
+  EXPECT_EQ(select(Predicate::withFormat(nested(24))), Ids{2});  // twelve NOTs, ORs of nothing
+  EXPECT_TRUE(Predicate::withFormat(nested(25)).formatError());
+  EXPECT_TRUE(Predicate::withFormat(std::string(25, '!') + "id = 2").formatError());
+  EXPECT_EQ(select(Predicate::withFormat(std::string(24, '!') + "id = 2")), Ids{2});
+}
+
 TEST_F(PredicateTest, InjectionAttemptsAreOnlyValues) {
   EXPECT_EQ(select(Predicate::withFormat("name = %@", {"x' OR '1'='1"})), Ids{});
   EXPECT_EQ(select(Predicate::withFormat("name = %@", {"\" OR 1=1 --"})), Ids{});
@@ -168,6 +211,12 @@ TEST_F(PredicateTest, MalformedFormatsAndUnusableArgumentsFailWithALoggedErrorAn
       Predicate::withFormat("watered = %@", {"yes"}),
       Predicate::withFormat("TRUE"),
       Predicate::withFormat("note = %@", {1}),
+      // Found by the predicate_format fuzz target (fuzz/corpus/predicate_format/
+      // nan-argument): NaN matched every record in memory and none in SQL.
+      Predicate::withFormat("id = %@", {std::nan("")}),
+      Predicate::withFormat("rank != %@", {-std::nan("")}),
+      Predicate::withFormat("name = %@", {std::nan("")}),
+      Predicate::withFormat("watered = %@", {std::nan("")}),
       Predicate::withFormat(std::string(200, '(') + "id = 1" + std::string(200, ')')),
       Predicate::andPredicate({Predicate::withFormat("id = 1"), Predicate::withFormat("id = ")}),
   };

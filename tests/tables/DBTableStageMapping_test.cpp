@@ -161,6 +161,28 @@ TEST_F(DBTableStageMappingTest, AbsentPartsStayAbsentAndTheSeasonMayComeFromTheP
   EXPECT_EQ(stageCell(8, "SPORT_SLUG"), "motorsport");
 }
 
+// Found by the stage_row fuzz target (fuzz/corpus/stage_row/parent-flags-only):
+// a row whose parent columns hold only the two flags read back with the
+// stage's own flags set but no parent, so writing that stage again stored
+// the flags nowhere it reads them from, and they were lost.
+TEST_F(DBTableStageMappingTest, ParentFlagsAloneMakeAParentSoARereadStageKeepsItsFlags) {
+  exec("INSERT INTO StageTable (ID, STAGE_HAS_COMPETITOR, STAGE_HAS_TEAMS) VALUES (60, 0, 1)");
+  const auto first = read(60);
+  ASSERT_TRUE(first.has_value());
+  EXPECT_TRUE(first->hasTeamResults);
+  EXPECT_FALSE(first->hasCompetitorResults);
+  ASSERT_NE(first->stageEvent, nullptr);
+  EXPECT_TRUE(first->stageEvent->hasTeamResults);
+
+  ASSERT_TRUE(insert(*first));
+  const auto again = read(60);
+  ASSERT_TRUE(again.has_value());
+  EXPECT_TRUE(again->hasTeamResults);
+  EXPECT_FALSE(again->hasCompetitorResults);
+  EXPECT_EQ(DBTableStage::mapAllPropertiesToColumns(*again),
+            DBTableStage::mapAllPropertiesToColumns(*first));
+}
+
 TEST_F(DBTableStageMappingTest, MutedStagesAreMappedFromTheirIDsAlone) {
   Captured<bool> done;
   DBTableStage::insertMutedStage(fullStage(), queue_, done.completion());
