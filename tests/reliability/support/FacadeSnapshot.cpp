@@ -5,6 +5,7 @@
 #include <KestrelPlatform/DispatchQueue.h>
 #include <KestrelPlatform/ObjectStore/ObjectContext.h>
 
+#include <cstdint>
 #include <set>
 #include <sstream>
 #include <tuple>
@@ -97,7 +98,9 @@ FacadeSnapshot read(StorageManager& s) {
   // Every cache's own ID set, which covers the ones the facade asks only
   // one ID at a time (watched highlights, muted stages).
   for (DBCacheAbstract* cache : s.allCaches()) {
-    a[std::string("cache ") + cache->cacheName()] = joined(cache->getIDs());
+    // Sorted: the set's own order depends on how it was filled.
+    const auto ids = cache->getIDs();
+    a[std::string("cache ") + cache->cacheName()] = joined(std::set<std::int64_t>(ids.begin(), ids.end()));
   }
   return snapshot;
 }
