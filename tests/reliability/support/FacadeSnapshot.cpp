@@ -5,7 +5,6 @@
 #include <KestrelPlatform/DispatchQueue.h>
 #include <KestrelPlatform/ObjectStore/ObjectContext.h>
 
-#include <cstdint>
 #include <set>
 #include <sstream>
 #include <tuple>
@@ -98,7 +97,7 @@ FacadeSnapshot read(StorageManager& s) {
   // Every cache's own ID set, which covers the ones the facade asks only
   // one ID at a time (watched highlights, muted stages).
   for (DBCacheAbstract* cache : s.allCaches()) {
-    // Sorted: the set's own order depends on how it was filled.
+    // In order: the set's own order depends on how it was filled.
     const auto ids = cache->getIDs();
     a[std::string("cache ") + cache->cacheName()] = joined(std::set<std::int64_t>(ids.begin(), ids.end()));
   }
