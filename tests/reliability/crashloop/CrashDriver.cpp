@@ -2,7 +2,6 @@
 
 #include <KestrelDatabase/objectstore/DataManager.h>
 #include <KestrelDatabase/storage/StorageManager.h>
-#include <KestrelPlatform/DispatchQueue.h>
 #include <KestrelPlatform/Log.h>
 
 #include <fcntl.h>
@@ -24,6 +23,7 @@
 #include "reliability/crashloop/SideLog.h"
 #include "reliability/support/FacadeSnapshot.h"
 #include "reliability/workload/HomeDump.h"
+#include "reliability/workload/OpenedHome.h"
 #include "reliability/workload/Workload.h"
 
 extern char** environ;
@@ -33,27 +33,6 @@ namespace {
 
 constexpr std::chrono::milliseconds kHangBound{60000};
 constexpr std::chrono::milliseconds kEarlyKills{150};
-
-// A facade with its loaded object store on a home, as the application
-// opens them at its start.
-struct Opened {
-  explicit Opened(const std::filesystem::path& home) : store(DataManager::forHome(home)) {
-    loadError = store->loadStore();
-    if (!loadError) facade = StorageManager::forHome(home, store);
-  }
-  ~Opened() {
-    if (facade) settle(*store);
-    facade.reset();
-    store.reset();
-    platform::DispatchQueue::main()->waitUntilDrained();
-  }
-  Opened(const Opened&) = delete;
-  Opened& operator=(const Opened&) = delete;
-
-  std::shared_ptr<DataManager> store;
-  std::optional<platform::StoreError> loadError;
-  std::shared_ptr<StorageManager> facade;
-};
 
 std::string withSeparators(std::uint64_t value) {
   std::string digits = std::to_string(value);
@@ -162,10 +141,10 @@ CrashDriver::Totals CrashDriver::run() {
   const LogFile logFile(work / "driver.log");
   Workload::fixClock();
   const Workload workload(o.seed);
-  auto shadow = std::make_unique<Opened>(shadowHome);
-  if (shadow->loadError) {
-    std::printf("the shadow home's store does not load: %s\n", shadow->loadError->fullDescription().c_str());
-    ++totals.damaged;
+  auto shadow = std::make_unique<OpenedHome>(shadowHome);
+  if (shadow->loadError()) {
+    std::printf("the shadow home's store does not load: %s\n", shadow->loadError()->fullDescription().c_str());
+    totals.setupFailed = true;
     return totals;
   }
 
@@ -182,7 +161,7 @@ CrashDriver::Totals CrashDriver::run() {
     const pid_t pid = startWriter(o, home, sideLog, from, writerOutput, round == 0);
     if (pid <= 0) {
       std::printf("cannot start the writer %s\n", o.self.c_str());
-      ++totals.damaged;
+      totals.setupFailed = true;
       break;
     }
     // A moment drawn from the seed, not a synchronisation: the kill may land anywhere.
@@ -223,7 +202,7 @@ CrashDriver::Totals CrashDriver::run() {
 
     // The shadow runs what was acknowledged, and must have answered the same.
     for (const auto& [index, ok] : reading.done) {
-      const auto replayed = runOperation(workload, *shadow->facade, index);
+      const auto replayed = runOperation(workload, shadow->facade(), index);
       ++applied;
       if (!replayed) {
         ++hung;
@@ -246,10 +225,10 @@ CrashDriver::Totals CrashDriver::run() {
     damaged += (databaseIntegrity != "ok") + (storeIntegrity != "ok");
     std::optional<std::uint64_t> inFlightApplied;
     if (damaged == 0 && hung == 0) {
-      Opened checker(home);
-      if (checker.loadError) {
+      OpenedHome checker(home);
+      if (checker.loadError()) {
         ++damaged;
-        faults.push_back("the object store does not load: " + checker.loadError->fullDescription());
+        faults.push_back("the object store does not load: " + checker.loadError()->fullDescription());
       } else {
         const HomeDump found = HomeDump::of(home);
         const HomeDump expected = HomeDump::of(shadowHome);
@@ -259,7 +238,7 @@ CrashDriver::Totals CrashDriver::run() {
         } else if (found != expected) {
           std::optional<HomeDump> withInFlight;
           if (reading.inFlight) {
-            const auto replayed = runOperation(workload, *shadow->facade, *reading.inFlight);
+            const auto replayed = runOperation(workload, shadow->facade(), *reading.inFlight);
             ++applied;
             withInFlight = HomeDump::of(shadowHome);
             if (!replayed) ++hung;
@@ -279,12 +258,12 @@ CrashDriver::Totals CrashDriver::run() {
           }
         }
         if (faults.empty()) {
-          for (const std::string& line : memoryDisagreements(*checker.facade, *checker.store, home)) {
+          for (const std::string& line : memoryDisagreements(checker.facade(), checker.store(), home)) {
             ++mismatches;
             faults.push_back("memory vs files: " + line);
           }
-          const FacadeSnapshot answers = FacadeSnapshot::of(*checker.facade, *checker.store);
-          for (const std::string& line : answers.differences(FacadeSnapshot::of(*shadow->facade, *shadow->store))) {
+          const FacadeSnapshot answers = FacadeSnapshot::of(checker.facade(), checker.store());
+          for (const std::string& line : answers.differences(FacadeSnapshot::of(shadow->facade(), shadow->store()))) {
             ++mismatches;
             faults.push_back("new facade vs the shadow's live facade: " + line);
           }

@@ -74,8 +74,13 @@ class CrashDriver {
     int inFlightAtKill = 0;
     int inFlightApplied = 0;
 
+    /// The loop could not run (the writer did not start, the shadow home
+    /// did not open): no verdict.
+    bool setupFailed = false;
+
     bool faultless() const {
-      return lost == 0 && damaged == 0 && halfWritten == 0 && cacheMismatches == 0 && hung == 0;
+      return !setupFailed && lost == 0 && damaged == 0 && halfWritten == 0 && cacheMismatches == 0 &&
+             hung == 0;
     }
     /// "crash loop: 500 kills, 212,344 acknowledged ops, 0 lost, ..."
     std::string summary() const;

@@ -6,7 +6,8 @@
 //   kestrel_crashloop writer --home DIR --seed N --from I --log FILE [--count N]
 //
 // `drive` prints its seed first and its summary line last, and exits 1
-// when any fault was found (0 otherwise, 2 on a usage error). The two
+// when any fault was found (0 otherwise, 2 on a usage error or when the
+// loop could not run). The two
 // --inject options break the home on purpose, to show that the loop
 // reports what it is there to find.
 #include <cstdint>
@@ -118,5 +119,6 @@ int main(int argc, char** argv) {
   }
   const CrashDriver::Totals totals = CrashDriver(options).run();
   std::printf("%s\n", totals.summary().c_str());
+  if (totals.setupFailed) return 2;
   return totals.faultless() ? 0 : 1;
 }

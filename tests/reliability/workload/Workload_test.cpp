@@ -4,7 +4,6 @@
 // the dump sees a changed value, a lost row and an extra record, while it
 // ignores the object store's own keys.
 #include <KestrelPlatform/Clock.h>
-#include <KestrelPlatform/DispatchQueue.h>
 #include <gtest/gtest.h>
 #include <sqlite3.h>
 
@@ -14,6 +13,7 @@
 
 #include "reliability/support/FacadeSnapshot.h"
 #include "reliability/workload/HomeDump.h"
+#include "reliability/workload/OpenedHome.h"
 #include "reliability/workload/Workload.h"
 #include "support/TempDir.h"
 
@@ -21,22 +21,6 @@ namespace kestrel::reliability {
 namespace {
 
 constexpr std::chrono::milliseconds kHang{60000};
-
-// A facade with its loaded object store on a home.
-struct Opened {
-  explicit Opened(const std::filesystem::path& home) : store(DataManager::forHome(home)) {
-    EXPECT_FALSE(store->loadStore());
-    facade = StorageManager::forHome(home, store);
-  }
-  ~Opened() {
-    settle(*store);
-    facade.reset();
-    store.reset();
-    platform::DispatchQueue::main()->waitUntilDrained();
-  }
-  std::shared_ptr<DataManager> store;
-  std::shared_ptr<StorageManager> facade;
-};
 
 // Runs operations [from, to) and returns their results as "i:ok|failed".
 std::string run(const Workload& workload, StorageManager& facade, std::uint64_t from, std::uint64_t to) {
@@ -108,19 +92,19 @@ TEST_F(WorkloadTest, TwoHomesThatRanTheSameOperationsDumpEqualAlsoWhenOneRestart
   testing::TempDir straight, restarted;
   std::string straightResults, restartedResults;
   {
-    Opened home(straight.path());
-    straightResults = run(workload, *home.facade, 0, kOps);
-    for (const std::string& line : memoryDisagreements(*home.facade, *home.store, straight.path())) {
+    OpenedHome home(straight.path());
+    straightResults = run(workload, home.facade(), 0, kOps);
+    for (const std::string& line : memoryDisagreements(home.facade(), home.store(), straight.path())) {
       ADD_FAILURE() << line;
     }
   }
   {
-    Opened home(restarted.path());
-    restartedResults = run(workload, *home.facade, 0, kRestart);
+    OpenedHome home(restarted.path());
+    restartedResults = run(workload, home.facade(), 0, kRestart);
   }
   {
-    Opened home(restarted.path());
-    restartedResults += run(workload, *home.facade, kRestart, kOps);
+    OpenedHome home(restarted.path());
+    restartedResults += run(workload, home.facade(), kRestart, kOps);
   }
   EXPECT_EQ(straightResults, restartedResults);
   const HomeDump a = HomeDump::of(straight.path()), b = HomeDump::of(restarted.path());
@@ -138,8 +122,8 @@ TEST_F(WorkloadTest, TheDumpSeesAChangedValueALostRowAndAnExtraRecordButNotTheSt
   testing::TempDir dir;
   const auto& home = dir.path();
   {
-    Opened opened(home);
-    StorageManager& s = *opened.facade;
+    OpenedHome opened(home);
+    StorageManager& s = opened.facade();
     model::Team team{.ID = 5};
     team.name = "Team \"5\"";
     ASSERT_TRUE(s.followTeam(team, true).get());
@@ -195,7 +179,7 @@ TEST_F(WorkloadTest, AnEmptyHomeDumpsAsNoFilesAndStaysEmpty) {
 
 TEST_F(WorkloadTest, ADamagedFileFailsItsIntegrityCheckAndDumpsAsAnError) {
   testing::TempDir dir;
-  { Opened opened(dir.path()); }
+  { OpenedHome opened(dir.path()); }
   std::filesystem::resize_file(storeFile(dir.path()), 4096 + 100);
   const HomeDump dump = HomeDump::of(dir.path());
   EXPECT_TRUE(dump.error);
