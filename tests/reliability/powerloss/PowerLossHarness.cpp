@@ -2,9 +2,13 @@
 
 #include <stdlib.h>
 
+#include <KestrelPlatform/Log.h>
+
 #include <algorithm>
 #include <cstdio>
+#include <fstream>
 #include <memory>
+#include <mutex>
 #include <numeric>
 #include <optional>
 #include <random>
@@ -62,6 +66,37 @@ std::string cutText(const PowerCut& cut) {
          writesName(cut.directoryChanges) + ", " + std::to_string(cut.sectorSize) + "-byte sectors";
 }
 
+// The layer's log lines of the current cut, for a fault's report; every
+// start logs its upgrade statements, so they are kept only until the next cut.
+class RecentLog {
+ public:
+  RecentLog() {
+    previous_ = platform::setLogSink([this](std::string_view line) {
+      const std::lock_guard<std::mutex> lock(mutex_);
+      if (lines_.size() < kLimit) lines_.emplace_back(line);
+    });
+  }
+  ~RecentLog() { platform::setLogSink(previous_); }
+  RecentLog(const RecentLog&) = delete;
+  RecentLog& operator=(const RecentLog&) = delete;
+
+  void clear() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    lines_.clear();
+  }
+  void writeTo(const fs::path& file) {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    std::ofstream out(file);
+    for (const std::string& line : lines_) out << line << '\n';
+  }
+
+ private:
+  static constexpr std::size_t kLimit = 5000;
+  std::mutex mutex_;
+  std::vector<std::string> lines_;
+  platform::LogSink previous_;
+};
+
 // What a cut run saw: the operations that resolved before the cut (with
 // their answers) and whether one was in flight when it came.
 struct CutRun {
@@ -112,6 +147,7 @@ PowerLossHarness::Totals PowerLossHarness::run() {
           (o.sample == 0 ? std::string("every I/O call") : std::to_string(o.sample) + " cuts per segment") +
           ", homes in " + work.string());
 
+  RecentLog log;
   const Workload workload(o.seed);
   Workload::fixClock();
   const auto hang = [&](const std::string& where) {
@@ -182,6 +218,7 @@ PowerLossHarness::Totals PowerLossHarness::run() {
     std::uint64_t segmentFaults = 0;
     for (const std::uint64_t nth : points) {
       const PowerCut cut = cutFor(o.seed, first, nth);
+      log.clear();
       copyHome(start, cutHome);
       FaultVfs::install(true);
       FaultVfs::reset();
@@ -286,7 +323,8 @@ PowerLossHarness::Totals PowerLossHarness::run() {
         for (const std::string& line : faults) report_("  " + line);
         const fs::path kept = work / ("fault-" + std::to_string(first) + "-" + std::to_string(nth));
         copyHome(cutHome, kept);
-        report_("  the home is kept in " + kept.string() + "; to run this cut alone: --seed " +
+        log.writeTo(kept / "library.log");
+        report_("  the home (and the layer's log of this cut, library.log) is kept in " + kept.string() + "; to run this cut alone: --seed " +
                 std::to_string(o.seed) + " --operations " + std::to_string(o.operations) + " --segment " +
                 std::to_string(o.segment) + " --only-segment " + std::to_string(first) + " --only-cut " +
                 std::to_string(nth));
