@@ -120,6 +120,10 @@ bool FMDatabase::openWithFlags(int flags, const std::optional<std::string>& vfsN
   // The SQL builder writes values as double-quoted words.
   sqlite3_db_config(handle, SQLITE_DBCONFIG_DQS_DML, 1, nullptr);
   sqlite3_db_config(handle, SQLITE_DBCONFIG_DQS_DDL, 1, nullptr);
+  // A commit also syncs the directory once the rollback journal is deleted:
+  // until then a power cut could bring the journal back, and the next open
+  // would roll the reported commit back.
+  sqlite3_exec(handle, "PRAGMA synchronous = EXTRA", nullptr, nullptr, nullptr);
   db_ = std::move(owner);
   if (maxBusyRetryTimeInterval_ > 0.0) setMaxBusyRetryTimeInterval(maxBusyRetryTimeInterval_);
   isOpen_ = true;

@@ -287,14 +287,17 @@ class StorageManager : public std::enable_shared_from_this<StorageManager> {
   using StageListHandler = std::function<void(ReadResult<std::vector<model::Stage>> stages)>;
 
   /// Stores the stage as an unmuted favourite (replacing its row): it
-  /// leaves the muted cache first, and enters the stage cache on success.
+  /// leaves the muted cache first, and enters the stage cache on success,
+  /// as its row reads back (a stage without its own start has its
+  /// parent's; its own competitor and team flags are the parent's).
   [[nodiscard]] std::future<bool> insertStage(const model::Stage& stage);
   void insertStage(const model::Stage& stage, BoolHandler handler);
-  /// Stores the stage as a muted favourite: on success it enters both caches.
+  /// Stores the stage as a muted favourite: on success it enters both
+  /// caches (the stage cache as its row reads back).
   [[nodiscard]] std::future<bool> insertMutedStage(const model::Stage& stage);
   void insertMutedStage(const model::Stage& stage, BoolHandler handler);
   /// Stores a stage for a followed unique stage unless its row exists
-  /// (false); a stage inserted enters the stage cache.
+  /// (false); a stage inserted enters the stage cache as its row reads back.
   [[nodiscard]] std::future<bool> insertEntityOwnedStage(const model::Stage& stage);
   void insertEntityOwnedStage(const model::Stage& stage, BoolHandler handler);
   /// Rewrites the stage's row with the values the stage has (one it lacks
@@ -630,6 +633,11 @@ class StorageManager : public std::enable_shared_from_this<StorageManager> {
   // Whether the stage belongs in the stage cache by its start.
   static bool startsInFavoriteWindow(const model::Stage& stage);
   void leaveStageCacheUnlessInWindow(const model::Stage& stage);
+  // After a stage write: the stage cache takes the row as it reads back
+  // (not the stage as given, which the row does not keep whole), or loses
+  // the stage when its row is gone or out of the window; a failed read
+  // reloads the cache.
+  void cacheStageAsStored(std::int64_t stageID);
   // The IDs of the event rows an unfollow's cascade deletes, read first;
   // std::nullopt when that read failed.
   ReadResult<IDSet> eventsOwnedBy(const std::string& ownedEventsQuery) const;

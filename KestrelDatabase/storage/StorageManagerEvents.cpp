@@ -237,6 +237,23 @@ void StorageManager::leaveStageCacheUnlessInWindow(const model::Stage& stage) {
   if (!startsInFavoriteWindow(stage)) cacheStage_->removeStage(stage.ID);
 }
 
+void StorageManager::cacheStageAsStored(std::int64_t stageID) {
+  // The row is not the stage as given: a stage without its own start is
+  // stored with its parent's, and its competitor and team flags read back
+  // from the parent's columns.
+  const ReadResult<std::optional<model::Stage>> stored =
+      runTable(ReadResult<std::optional<model::Stage>>{},
+               [&](StageHandler done) { DBTableStage::getStage(stageID, dbQueue(), done); });
+  if (!stored) {
+    // The row could not be read back: the whole list is read again.
+    reload(*cacheStage_);
+  } else if (*stored && startsInFavoriteWindow(**stored)) {
+    cacheStage_->cacheStage(**stored);
+  } else {
+    cacheStage_->removeStage(stageID);
+  }
+}
+
 std::future<bool> StorageManager::insertStage(const model::Stage& stage) {
   return futureFrom(false, [&](BoolHandler done) { insertStage(stage, std::move(done)); });
 }
@@ -247,7 +264,7 @@ void StorageManager::insertStage(const model::Stage& stage, BoolHandler handler)
   const bool ok =
       runTable(false, [&](BoolHandler done) { DBTableStage::insertStage(stage, dbQueue(), done); });
   if (ok) {
-    if (startsInFavoriteWindow(stage)) cacheStage_->cacheStage(stage);
+    if (startsInFavoriteWindow(stage)) cacheStageAsStored(stage.ID);
   } else {
     reloadStageCaches();
   }
@@ -263,7 +280,7 @@ void StorageManager::insertMutedStage(const model::Stage& stage, BoolHandler han
   const bool ok = runTable(
       false, [&](BoolHandler done) { DBTableStage::insertMutedStage(stage, dbQueue(), done); });
   if (ok) {
-    if (startsInFavoriteWindow(stage)) cacheStage_->cacheStage(stage);
+    if (startsInFavoriteWindow(stage)) cacheStageAsStored(stage.ID);
     cacheMutedStage_->cacheMutedStage(stage);
   } else {
     reloadStageCaches();
@@ -282,7 +299,7 @@ void StorageManager::insertEntityOwnedStage(const model::Stage& stage, BoolHandl
   const bool ok = runTable(false, [&](BoolHandler done) {
     DBTableStage::insertEntityOwnedStage(stage, dbQueue(), done);
   });
-  if (ok && startsInFavoriteWindow(stage)) cacheStage_->cacheStage(stage);
+  if (ok && startsInFavoriteWindow(stage)) cacheStageAsStored(stage.ID);
   deliver(handler, ok);
 }
 
@@ -299,17 +316,7 @@ void StorageManager::updateStage(const model::Stage& stage, BoolHandler handler)
     if (isFavoriteStage(stage.ID)) {
       // The update leaves every column the stage lacks (its start, parent,
       // unique stage, ...) as stored: the cache takes the row as it now is.
-      const ReadResult<std::optional<model::Stage>> stored =
-          runTable(ReadResult<std::optional<model::Stage>>{},
-                   [&](StageHandler done) { DBTableStage::getStage(stage.ID, dbQueue(), done); });
-      if (!stored) {
-        // The row could not be read back: the whole list is read again.
-        reload(*cacheStage_);
-      } else if (*stored && startsInFavoriteWindow(**stored)) {
-        cacheStage_->cacheStage(**stored);
-      } else {
-        cacheStage_->removeStage(stage.ID);
-      }
+      cacheStageAsStored(stage.ID);
     } else if (hasStart && startsInFavoriteWindow(stage)) {
       // A row the cache does not hold may have moved into the window; only
       // the table knows whether it exists and is not hidden.

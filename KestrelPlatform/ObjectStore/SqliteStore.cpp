@@ -70,7 +70,7 @@ std::optional<StoreError> SqliteStore::load(const ObjectModel& model,
                                             const StoreDescription& description,
                                             const MigrationPolicies& policies) {
   SqliteConnection& connection = *connection_;
-  if (auto error = connection.execute("PRAGMA journal_mode=DELETE; PRAGMA synchronous=FULL")) {
+  if (auto error = connection.execute("PRAGMA journal_mode=DELETE; PRAGMA synchronous=EXTRA")) {
     return error;
   }
   if (auto error = connection.execute("BEGIN IMMEDIATE")) return error;

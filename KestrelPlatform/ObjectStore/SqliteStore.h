@@ -7,8 +7,11 @@
 // process killed meanwhile leaves the file as it was before the load.
 //
 // Every save is one transaction of bound INSERT, UPDATE and DELETE
-// statements; the file runs with a rollback journal and synchronous=FULL,
-// so a save that returned is on disk and a save cut short leaves nothing.
+// statements; the file runs with a rollback journal and synchronous=EXTRA,
+// so a save that returned is on disk and a save cut short leaves nothing
+// (EXTRA, not FULL: the journal's deletion, which commits, is synced too,
+// so a power cut just after a save cannot bring the journal back and roll
+// the save back).
 // A statement waits for a lock another connection holds as long as the
 // description allows (busyTimeout), then fails as busy: a fetch that fails
 // is an error, never an empty result.

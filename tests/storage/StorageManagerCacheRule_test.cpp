@@ -216,6 +216,36 @@ TEST_F(StorageManagerCacheRuleTest, AStageUpdatedWithoutSomeOfItsPartsStaysCache
   expectCachesAgreeWithStores("after the delete by unique stage");
 }
 
+TEST_F(StorageManagerCacheRuleTest, AStageInsertedIsCachedAsItsRowReadsBackInEveryInsertForm) {
+  // A member stage without a start of its own is stored with its parent's,
+  // and its own competitor and team flags are not stored: the cache must
+  // answer what the row gives back, as a facade started later does.
+  const auto member = [](std::int64_t id) {
+    model::Stage given = stage(id, std::nullopt, 30);
+    given.stageEvent->startDateTimestamp = kNow - 3600;
+    given.hasCompetitorResults = true;
+    given.hasTeamResults = true;
+    return given;
+  };
+  ASSERT_TRUE(storage_->insertStage(member(31)).get());
+  ASSERT_TRUE(storage_->insertMutedStage(member(32)).get());
+  ASSERT_TRUE(storage_->insertEntityOwnedStage(member(33)).get());
+  const auto text = [](const model::Stage& s) {
+    return std::to_string(s.ID) + " start " + std::to_string(s.startDateTimestamp.value_or(-1)) +
+           " competitors " + std::to_string(s.hasCompetitorResults) + " teams " +
+           std::to_string(s.hasTeamResults) + " parent " +
+           std::to_string(s.stageEvent ? s.stageEvent->ID : 0);
+  };
+  std::map<std::int64_t, std::string> cached, stored;
+  for (const model::Stage& s : storage_->getFavoriteStages()) cached[s.ID] = text(s);
+  const auto rows = storage_->getAllFavoriteStages().get();
+  ASSERT_TRUE(rows);
+  for (const model::Stage& s : *rows) stored[s.ID] = text(s);
+  EXPECT_EQ(cached, stored);
+  ASSERT_TRUE(cached.contains(31));
+  EXPECT_EQ(cached[31], "31 start " + std::to_string(kNow - 3600) + " competitors 0 teams 0 parent 30");
+}
+
 TEST_F(StorageManagerCacheRuleTest, DeletingAGroupsHeadLeavesItsMembersFavouritesAsTheirRowsAre) {
   ASSERT_TRUE(storage_->insertStage(stage(30)).get());            // the race weekend
   ASSERT_TRUE(storage_->insertStage(stage(31, kNow, 30)).get());  // its sessions
