@@ -97,7 +97,8 @@ FacadeSnapshot read(StorageManager& s) {
   // Every cache's own ID set, which covers the ones the facade asks only
   // one ID at a time (watched highlights, muted stages).
   for (DBCacheAbstract* cache : s.allCaches()) {
-    a[std::string("cache ") + cache->cacheName()] = joined(cache->getIDs());
+    const auto ids = cache->getIDs();  // unordered: compared as a set
+    a[std::string("cache ") + cache->cacheName()] = joined(std::set<std::int64_t>(ids.begin(), ids.end()));
   }
   return snapshot;
 }
