@@ -33,7 +33,7 @@ TEST(LockContentionTest, HoldsOfEveryKindOnBothFilesLeaveNothingLateLostOrDisagr
 
 int tryWrite(const std::filesystem::path& file, const char* statement) {
   sqlite3* db = nullptr;
-  sqlite3_open_v2(file.c_str(), &db, SQLITE_OPEN_READWRITE, nullptr);
+  sqlite3_open_v2(file.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
   const int code = sqlite3_exec(db, statement, nullptr, nullptr, nullptr);
   sqlite3_close_v2(db);
   return code;
