@@ -18,7 +18,7 @@ void DBCacheAbstract::dropContainers() {
 }
 
 void DBCacheAbstract::requireOutsideOwnQueue(const char* operation) const {
-  const Queue queue = dbQueue_.load().lock();
+  const Queue queue = dbQueue().lock();
   if (queue && queue->dispatchQueue().isCurrent()) {
     platform::fatal(
         "%s: %s was called from inside a block of the database queue, which would never return: "
@@ -61,7 +61,7 @@ void DBCacheAbstract::fillAndWait(const Request& request,
   // The request goes to the queue only while it exists, and a request that
   // is never sent is never waited for: a cache whose queue is gone stays
   // absent instead of hanging its caller.
-  const Queue queue = dbQueue_.load().lock();
+  const Queue queue = dbQueue().lock();
   if (!queue) return;
   requireOutsideDatabaseQueue("fill");
   std::counting_semaphore<> filled(0);

@@ -104,8 +104,14 @@ class DBCacheAbstract {
   /// The queue the cache fills from (held weakly). Unlike the containers'
   /// accessors these two may be used from any thread at any time: the
   /// facade points its caches at the new queue when the database is reopened.
-  WeakQueue dbQueue() const { return dbQueue_.load(); }
-  void setDbQueue(WeakQueue queue) { dbQueue_.store(std::move(queue)); }
+  WeakQueue dbQueue() const {
+    const std::lock_guard guard(queueMutex_);
+    return dbQueue_;
+  }
+  void setDbQueue(WeakQueue queue) {
+    const std::lock_guard guard(queueMutex_);
+    dbQueue_ = std::move(queue);
+  }
 
  protected:
   using Lock = std::unique_lock<std::recursive_mutex>;
@@ -165,7 +171,11 @@ class DBCacheAbstract {
   const char* const name_;
   const FillNeed fillNeed_;
   const std::shared_ptr<std::recursive_mutex> lock_;
-  std::atomic<WeakQueue> dbQueue_;
+  // A plain mutex, not std::atomic<WeakQueue>: the standard library's
+  // atomic weak pointer lets go of its lock after a load without release
+  // ordering, so a load racing with reInit's store is a data race.
+  mutable std::mutex queueMutex_;
+  WeakQueue dbQueue_;
   std::optional<IDSet> ids_;
 };
 

@@ -153,14 +153,18 @@ void StorageManager::reloadStageCaches() {
 }
 
 void StorageManager::reInit() {
+  // The caches hold the queue weakly. Kept alive until they all point at
+  // the new one, the old queue serves the fills of other threads meanwhile
+  // (it reopens the same file on demand); dropped at once, it would leave
+  // every cache that empties meanwhile unable to fill, answering "not a
+  // favourite" for favourites.
+  const std::shared_ptr<FMDatabaseQueue> previous = dbQueue();
   helper_.reInitDB();
   // The helper has a new queue (or none, when the file cannot be opened):
-  // every cache fills from it from now on, never from the closed one.
+  // every cache fills from it from now on.
   const DBCacheAbstract::WeakQueue queue = dbQueue();
-  for (DBCacheAbstract* cache : allCaches()) {
-    cache->setDbQueue(queue);
-    reload(*cache);
-  }
+  for (DBCacheAbstract* cache : allCaches()) cache->setDbQueue(queue);
+  for (DBCacheAbstract* cache : allCaches()) reload(*cache);
 }
 
 void StorageManager::cleanDB() {

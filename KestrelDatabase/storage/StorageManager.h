@@ -16,7 +16,9 @@
 // migrateFavoriteNotificationEvents(), cleanDB() and reInit() when it wants.
 //
 // How writes keep the caches in step (one rule for every operation):
-//   - a removal leaves the cache before the store is touched;
+//   - a removal leaves the cache before the store is touched, and again
+//     once the store reported success (a fill on another thread may have
+//     read the row in between);
 //   - an addition enters the cache after the store reported success;
 //   - a write that reports failure, and a write whose effect depends on rows
 //     the facade cannot see (mute and unmute, the prunings, the deletes by
@@ -221,8 +223,9 @@ class StorageManager : public std::enable_shared_from_this<StorageManager> {
   using EventListHandler = std::function<void(ReadResult<std::vector<model::Event>> events)>;
 
   /// Stores the event as a favourite with the mute flag (replacing its row).
-  /// Unmuted: the event leaves the muted cache first. On success it enters
-  /// the event cache, and the muted cache when muted.
+  /// Unmuted: the event leaves the muted cache first and again on success
+  /// (a fill beside the write may have read the old flag). On success it
+  /// enters the event cache, and the muted cache when muted.
   [[nodiscard]] std::future<bool> insertEvent(const model::Event& event, bool isMuted);
   void insertEvent(const model::Event& event, bool isMuted, BoolHandler handler);
   /// Stores an event for a followed team or league; an existing row is left
@@ -287,9 +290,10 @@ class StorageManager : public std::enable_shared_from_this<StorageManager> {
   using StageListHandler = std::function<void(ReadResult<std::vector<model::Stage>> stages)>;
 
   /// Stores the stage as an unmuted favourite (replacing its row): it
-  /// leaves the muted cache first, and enters the stage cache on success,
-  /// as its row reads back (a stage without its own start has its
-  /// parent's; its own competitor and team flags are the parent's).
+  /// leaves the muted cache first and again on success, and enters the
+  /// stage cache on success, as its row reads back (a stage without its
+  /// own start has its parent's; its own competitor and team flags are the
+  /// parent's).
   [[nodiscard]] std::future<bool> insertStage(const model::Stage& stage);
   void insertStage(const model::Stage& stage, BoolHandler handler);
   /// Stores the stage as a muted favourite: on success it enters both
@@ -308,7 +312,8 @@ class StorageManager : public std::enable_shared_from_this<StorageManager> {
   /// Sets the row's mute flag; the muted cache is re-read after it.
   [[nodiscard]] std::future<bool> muteStage(const model::Stage& stage);
   void muteStage(const model::Stage& stage, BoolHandler handler);
-  /// Clears the row's mute flag; the stage leaves the muted cache first.
+  /// Clears the row's mute flag; the stage leaves the muted cache first and
+  /// again on success.
   [[nodiscard]] std::future<bool> unmuteStage(std::int64_t stageID);
   void unmuteStage(std::int64_t stageID, BoolHandler handler);
   /// Deletes the row. First the stage leaves the muted cache and the stage

@@ -37,9 +37,17 @@ std::future<bool> StorageManager::insertEvent(const model::Event& event, bool is
 }
 
 void StorageManager::insertEvent(const model::Event& event, bool isMuted, BoolHandler handler) {
-  if (!isMuted) cacheMutedEvent_->removeEvent(event.ID);
-  const bool ok = runTable(
-      false, [&](BoolHandler done) { DBTableEvent::insertEvent(event, isMuted, dbQueue(), done); });
+  // Unmuted, the event leaves the muted cache on both sides of the write: a
+  // fill on another thread may read the old flag in between.
+  const bool ok = removeAround(
+      [&] {
+        if (!isMuted) cacheMutedEvent_->removeEvent(event.ID);
+      },
+      [&] {
+        return runTable(false, [&](BoolHandler done) {
+          DBTableEvent::insertEvent(event, isMuted, dbQueue(), done);
+        });
+      });
   if (ok) {
     cacheEvent_->cacheEvent(event);
     if (isMuted) cacheMutedEvent_->cacheEvent(event);
@@ -259,10 +267,14 @@ std::future<bool> StorageManager::insertStage(const model::Stage& stage) {
 }
 
 void StorageManager::insertStage(const model::Stage& stage, BoolHandler handler) {
-  cacheMutedStage_->removeMutedStage(stage.ID);
-  leaveStageCacheUnlessInWindow(stage);
-  const bool ok =
-      runTable(false, [&](BoolHandler done) { DBTableStage::insertStage(stage, dbQueue(), done); });
+  const auto leave = [&] {
+    cacheMutedStage_->removeMutedStage(stage.ID);
+    leaveStageCacheUnlessInWindow(stage);
+  };
+  const bool ok = removeAround(leave, [&] {
+    return runTable(false,
+                    [&](BoolHandler done) { DBTableStage::insertStage(stage, dbQueue(), done); });
+  });
   if (ok) {
     if (startsInFavoriteWindow(stage)) cacheStageAsStored(stage.ID);
   } else {
@@ -276,9 +288,10 @@ std::future<bool> StorageManager::insertMutedStage(const model::Stage& stage) {
 }
 
 void StorageManager::insertMutedStage(const model::Stage& stage, BoolHandler handler) {
-  leaveStageCacheUnlessInWindow(stage);
-  const bool ok = runTable(
-      false, [&](BoolHandler done) { DBTableStage::insertMutedStage(stage, dbQueue(), done); });
+  const bool ok = removeAround([&] { leaveStageCacheUnlessInWindow(stage); }, [&] {
+    return runTable(
+        false, [&](BoolHandler done) { DBTableStage::insertMutedStage(stage, dbQueue(), done); });
+  });
   if (ok) {
     if (startsInFavoriteWindow(stage)) cacheStageAsStored(stage.ID);
     cacheMutedStage_->cacheMutedStage(stage);
@@ -343,9 +356,10 @@ std::future<bool> StorageManager::unmuteStage(std::int64_t stageID) {
 }
 
 void StorageManager::unmuteStage(std::int64_t stageID, BoolHandler handler) {
-  cacheMutedStage_->removeMutedStage(stageID);
-  const bool ok = runTable(
-      false, [&](BoolHandler done) { DBTableStage::unmuteStage(stageID, dbQueue(), done); });
+  const bool ok = removeAround([&] { cacheMutedStage_->removeMutedStage(stageID); }, [&] {
+    return runTable(
+        false, [&](BoolHandler done) { DBTableStage::unmuteStage(stageID, dbQueue(), done); });
+  });
   if (!ok) reload(*cacheMutedStage_);
   deliver(handler, ok);
 }

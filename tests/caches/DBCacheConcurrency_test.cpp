@@ -87,6 +87,26 @@ TEST_F(DBCacheConcurrencyTest, InvalidationsRacingWithReadsAlwaysRefillFromTheTa
   EXPECT_EQ(sorted(events.getIDs()), (V{1, 2}));
 }
 
+TEST_F(DBCacheConcurrencyTest, RepointingTheQueueWhileOtherThreadsFillIsNoRace) {
+  // reInit points every cache at the reopened queue while other threads
+  // fill from it; under ThreadSanitizer this showed the atomic weak pointer
+  // the queue was kept in racing between a fill's load and the new store.
+  followEvent(1);
+  DBCacheEvent events(queue_);
+  std::atomic<int> misses{0};
+  onThreads([&](int thread) {
+    for (int i = 0; i < kRounds; ++i) {
+      if (thread == 0) {
+        events.setDbQueue(queue_);
+        continue;
+      }
+      if (i % 4 == 0) events.invalidate();
+      if (!events.containsID(1)) misses.fetch_add(1);
+    }
+  });
+  EXPECT_EQ(misses.load(), 0);
+}
+
 TEST_F(DBCacheConcurrencyTest, TheLiveDictionaryIsSharedSafely) {
   DBCacheStage stages(queue_);
   const auto live = stages.getObjectDictionary();
