@@ -12,14 +12,13 @@
 // reports what it is there to find.
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
-#include <random>
 #include <string>
 
 #include <unistd.h>
 
 #include "reliability/crashloop/CrashDriver.h"
 #include "reliability/crashloop/CrashWriter.h"
+#include "reliability/support/CommandLine.h"
 
 namespace {
 
@@ -31,10 +30,11 @@ int usage() {
   return 2;
 }
 
-bool number(const char* text, std::uint64_t& value) {
-  char* end = nullptr;
-  value = std::strtoull(text, &end, 10);
-  return end != text && *end == '\0';
+/// Stores the number `text` holds in `value`; false for any other text.
+bool number(const std::string& text, std::uint64_t& value) {
+  const auto parsed = kestrel::reliability::parseNumber(text);
+  if (parsed) value = *parsed;
+  return parsed.has_value();
 }
 
 }  // namespace
@@ -92,22 +92,20 @@ int main(int argc, char** argv) {
     const std::string value = argv[++i];
     std::uint64_t n = 0;
     if (flag == "--seed") {
-      if (value == "random") {
-        options.seed = (static_cast<std::uint64_t>(std::random_device{}()) << 32) | std::random_device{}();
-      } else if (!number(value.c_str(), options.seed)) {
-        return usage();
-      }
+      const auto seed = kestrel::reliability::parseSeed(value);
+      if (!seed) return usage();
+      options.seed = *seed;
     } else if (flag == "--kills") {
-      if (!number(value.c_str(), n) || n == 0 || n > 1000000) return usage();
+      if (!number(value, n) || n == 0 || n > 1000000) return usage();
       options.kills = static_cast<int>(n);
     } else if (flag == "--latest-kill") {
-      if (!number(value.c_str(), n) || n < 200) return usage();
+      if (!number(value, n) || n < 200) return usage();
       options.latestKill = std::chrono::milliseconds(n);
     } else if (flag == "--inject-lost-from") {
-      if (!number(value.c_str(), n)) return usage();
+      if (!number(value, n)) return usage();
       options.injectLostFrom = n;
     } else if (flag == "--inject-damage-at-kill") {
-      if (!number(value.c_str(), n) || n > 1000000) return usage();
+      if (!number(value, n) || n > 1000000) return usage();
       options.injectDamageAtKill = static_cast<int>(n);
     } else if (flag == "--work") {
       options.workDir = value;

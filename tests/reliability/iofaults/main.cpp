@@ -14,11 +14,13 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <cstdlib>
+#include <cstdint>
 #include <cstring>
+#include <optional>
 #include <string>
 
 #include "iofaults/IoFaultHarness.h"
+#include "reliability/support/CommandLine.h"
 #include "vfs/FaultVfs.h"
 
 using kestrel::reliability::FaultVfs;
@@ -30,10 +32,14 @@ int main(int argc, char** argv) {
   for (int i = 1; i < argc; ++i) {
     const std::string arg = argv[i];
     const bool hasValue = i + 1 < argc;
-    if (arg == "--seed" && hasValue) {
-      options.seed = std::strtoull(argv[++i], nullptr, 10);
-    } else if (arg == "--sample" && hasValue) {
-      options.sample = std::strtoull(argv[++i], nullptr, 10);
+    std::optional<std::uint64_t> number;
+    if (arg == "--seed" && hasValue && (number = kestrel::reliability::parseSeed(argv[i + 1]))) {
+      options.seed = *number;
+      ++i;
+    } else if (arg == "--sample" && hasValue &&
+               (number = kestrel::reliability::parseNumber(argv[i + 1]))) {
+      options.sample = *number;
+      ++i;
     } else if (arg == "--only" && hasValue) {
       options.only = argv[++i];
     } else if (arg == "--work" && hasValue) {
@@ -41,7 +47,7 @@ int main(int argc, char** argv) {
     } else if (arg == "--verbose") {
       verbose = true;
     } else {
-      std::fprintf(stderr, "usage: %s [--seed N] [--sample K] [--only NAME] [--work DIR] [--verbose]\n",
+      std::fprintf(stderr, "usage: %s [--seed N|random] [--sample K] [--only NAME] [--work DIR] [--verbose]\n",
                    argv[0]);
       return 64;
     }

@@ -5,16 +5,15 @@
 // Prints the seed first and the summary line last; exits 0 when nothing
 // was late, lost or disagreeing, 1 otherwise (the home is then kept for
 // inspection), 2 on a usage error, 3 when the watchdog saw a hang.
-#include <cerrno>
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
+#include <optional>
 #include <filesystem>
-#include <random>
 #include <string>
 #include <system_error>
 
 #include "reliability/locks/LockContention.h"
+#include "reliability/support/CommandLine.h"
 
 #ifndef KESTREL_LOCK_HOLDER
 #error "KESTREL_LOCK_HOLDER names the kestrel_lock_holder program"
@@ -30,15 +29,6 @@ int usage(const std::string& why) {
   return 2;
 }
 
-bool number(const char* text, long long low, long long high, long long& out) {
-  char* end = nullptr;
-  errno = 0;
-  const long long value = std::strtoll(text, &end, 10);
-  if (errno != 0 || end == text || *end != '\0' || value < low || value > high) return false;
-  out = value;
-  return true;
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -49,19 +39,16 @@ int main(int argc, char** argv) {
     const std::string option = argv[i];
     if (i + 1 >= argc) return usage("missing value for " + option);
     const char* value = argv[++i];
-    long long n = 0;
+    using kestrel::reliability::parseNumber;
+    std::optional<std::uint64_t> n;
     if (option == "--seed") {
-      if (std::string(value) == "random") {
-        options.seed = std::random_device{}();
-      } else if (number(value, 0, INT64_MAX, n)) {
-        options.seed = static_cast<std::uint64_t>(n);
-      } else {
-        return usage("--seed takes a number or \"random\"");
-      }
-    } else if (option == "--holds" && number(value, 1, 100'000, n)) {
-      options.holds = static_cast<int>(n);
-    } else if (option == "--busy-ms" && number(value, 10, 10'000, n)) {
-      options.busyWait = std::chrono::milliseconds(n);
+      const auto seed = kestrel::reliability::parseSeed(value);
+      if (!seed) return usage("--seed takes a number or \"random\"");
+      options.seed = *seed;
+    } else if (option == "--holds" && (n = parseNumber(value, 1, 100'000))) {
+      options.holds = static_cast<int>(*n);
+    } else if (option == "--busy-ms" && (n = parseNumber(value, 10, 10'000))) {
+      options.busyWait = std::chrono::milliseconds(*n);
     } else if (option == "--home") {
       options.home = value;
       ownHome = false;
@@ -70,16 +57,11 @@ int main(int argc, char** argv) {
     }
   }
   if (ownHome) {
-    std::string pattern =
-        (std::filesystem::temp_directory_path() / "kestrel-locks-XXXXXX").string();
-    if (::mkdtemp(pattern.data()) == nullptr) return usage("cannot make a temporary home");
-    options.home = pattern;
-  } else {
-    std::error_code error;
-    std::filesystem::create_directories(options.home, error);
-    if (error || !std::filesystem::is_empty(options.home, error)) {
-      return usage("--home must be an empty (or new) folder");
-    }
+    const auto home = kestrel::reliability::newTemporaryFolder("kestrel-locks-");
+    if (!home) return usage("cannot make a temporary home");
+    options.home = *home;
+  } else if (!kestrel::reliability::isEmptyFolder(options.home)) {
+    return usage("--home must be an empty (or new) folder");
   }
   std::printf("lock contention: seed %llu, %d holds, busy waits %lld ms, home %s\n",
               static_cast<unsigned long long>(options.seed), options.holds,

@@ -10,11 +10,10 @@
 // error, a hang, or when it could not run. --list prints the workload's operations instead.
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
-#include <random>
 #include <string>
 
 #include "reliability/powerloss/PowerLossHarness.h"
+#include "reliability/support/CommandLine.h"
 #include "reliability/workload/Workload.h"
 #include "vfs/FaultVfs.h"
 
@@ -26,12 +25,6 @@ int usage() {
                "                                     [--sample N] [--work DIR] [--verbose]\n"
                "                                     [--only-segment FIRST --only-cut N]\n");
   return 2;
-}
-
-bool number(const std::string& text, std::uint64_t& value) {
-  char* end = nullptr;
-  value = std::strtoull(text.c_str(), &end, 10);
-  return end != text.c_str() && *end == '\0';
 }
 
 }  // namespace
@@ -52,16 +45,20 @@ int main(int argc, char** argv) {
     }
     if (i + 1 >= argc) return usage();
     const std::string value = argv[++i];
-    std::uint64_t n = 0;
-    if (flag == "--seed" && value == "random") {
-      options.seed = (static_cast<std::uint64_t>(std::random_device{}()) << 32) | std::random_device{}();
-    } else if (flag == "--work") {
+    if (flag == "--work") {
       options.workDir = value;
-    } else if (!number(value, n)) {
-      return usage();
-    } else if (flag == "--seed") {
-      options.seed = n;
-    } else if (flag == "--operations" && n > 0) {
+      continue;
+    }
+    if (flag == "--seed") {
+      const auto seed = kestrel::reliability::parseSeed(value);
+      if (!seed) return usage();
+      options.seed = *seed;
+      continue;
+    }
+    const auto number = kestrel::reliability::parseNumber(value);
+    if (!number) return usage();
+    const std::uint64_t n = *number;
+    if (flag == "--operations" && n > 0) {
       options.operations = n;
     } else if (flag == "--segment" && n > 0) {
       options.segment = n;

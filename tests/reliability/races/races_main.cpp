@@ -8,13 +8,13 @@
 // inspection), 2 on a usage error, 3 when the watchdog saw a hang.
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
+#include <optional>
 #include <filesystem>
-#include <random>
 #include <string>
 #include <system_error>
 
 #include "reliability/races/RaceStress.h"
+#include "reliability/support/CommandLine.h"
 
 namespace {
 
@@ -26,15 +26,6 @@ int usage(const char* why) {
   return 2;
 }
 
-bool number(const char* text, long long low, long long high, long long& out) {
-  char* end = nullptr;
-  errno = 0;
-  const long long value = std::strtoll(text, &end, 10);
-  if (errno != 0 || end == text || *end != '\0' || value < low || value > high) return false;
-  out = value;
-  return true;
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -44,21 +35,18 @@ int main(int argc, char** argv) {
     const std::string option = argv[i];
     if (i + 1 >= argc) return usage(("missing value for " + option).c_str());
     const char* value = argv[++i];
-    long long n = 0;
+    using kestrel::reliability::parseNumber;
+    std::optional<std::uint64_t> n;
     if (option == "--seed") {
-      if (std::string(value) == "random") {
-        options.seed = std::random_device{}();
-      } else if (number(value, 0, INT64_MAX, n)) {
-        options.seed = static_cast<std::uint64_t>(n);
-      } else {
-        return usage("--seed takes a number or \"random\"");
-      }
-    } else if (option == "--threads" && number(value, 1, 64, n)) {
-      options.threads = static_cast<int>(n);
-    } else if (option == "--ops" && number(value, 1, 1'000'000, n)) {
-      options.operationsPerThread = static_cast<int>(n);
-    } else if (option == "--hang-seconds" && number(value, 1, 3600, n)) {
-      options.hangAfter = std::chrono::seconds(n);
+      const auto seed = kestrel::reliability::parseSeed(value);
+      if (!seed) return usage("--seed takes a number or \"random\"");
+      options.seed = *seed;
+    } else if (option == "--threads" && (n = parseNumber(value, 1, 64))) {
+      options.threads = static_cast<int>(*n);
+    } else if (option == "--ops" && (n = parseNumber(value, 1, 1'000'000))) {
+      options.operationsPerThread = static_cast<int>(*n);
+    } else if (option == "--hang-seconds" && (n = parseNumber(value, 1, 3600))) {
+      options.hangAfter = std::chrono::seconds(*n);
     } else if (option == "--home") {
       options.home = value;
       ownHome = false;
@@ -67,16 +55,11 @@ int main(int argc, char** argv) {
     }
   }
   if (ownHome) {
-    std::string pattern =
-        (std::filesystem::temp_directory_path() / "kestrel-races-XXXXXX").string();
-    if (::mkdtemp(pattern.data()) == nullptr) return usage("cannot make a temporary home");
-    options.home = pattern;
-  } else {
-    std::error_code error;
-    std::filesystem::create_directories(options.home, error);
-    if (!std::filesystem::is_empty(options.home, error) || error) {
-      return usage("--home must be an empty (or new) folder");
-    }
+    const auto home = kestrel::reliability::newTemporaryFolder("kestrel-races-");
+    if (!home) return usage("cannot make a temporary home");
+    options.home = *home;
+  } else if (!kestrel::reliability::isEmptyFolder(options.home)) {
+    return usage("--home must be an empty (or new) folder");
   }
   std::printf("races: seed %llu, %d threads x %d ops, home %s\n",
               static_cast<unsigned long long>(options.seed), options.threads,
