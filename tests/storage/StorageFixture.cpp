@@ -1,5 +1,7 @@
 #include "storage/StorageFixture.h"
 
+#include "support/ModelValues.h"
+
 #include <KestrelDatabase/caches/DBCacheStage.h>
 #include <KestrelDatabase/caches/DBCacheVote.h>
 #include <KestrelDatabase/tables/DBTableEvent.h>
@@ -55,55 +57,26 @@ DBCacheAbstract& StorageTest::cache(const char* name) const {
 
 model::Event StorageTest::event(std::int64_t id, std::int64_t start, int status,
                                 std::int64_t homeTeam, std::int64_t uniqueTournament) {
-  model::Event event{.ID = id, .startTimestamp = start, .status = model::EventStatus(status)};
-  if (homeTeam != 0) event.homeTeamOriginal = team(homeTeam);
-  if (uniqueTournament != 0) event.tournament = tournament(uniqueTournament);
-  return event;
+  return values::event(id, start, status, homeTeam, uniqueTournament);
 }
 
 model::Stage StorageTest::stage(std::int64_t id, std::optional<std::int64_t> start,
                                 std::int64_t parent, std::int64_t uniqueStage) {
-  model::Stage stage{.ID = id, .status = model::EventStatus(3), .startDateTimestamp = start};
-  stage.desc = "Stage " + std::to_string(id);
-  if (parent != 0) {
-    stage.stageEvent = std::make_shared<model::Stage>();
-    stage.stageEvent->ID = parent;
-    stage.stageEvent->startDateTimestamp = start;
-  }
-  if (uniqueStage != 0) {
-    model::StageSeason season;
-    season.ID = uniqueStage * 10;
-    season.uniqueStage = model::UniqueStage{.ID = uniqueStage};
-    stage.stageSeason = season;
-  }
-  return stage;
+  return values::stage(id, start, parent, uniqueStage);
 }
 
-model::Team StorageTest::team(std::int64_t id) {
-  model::Team team{.ID = id};
-  team.name = "Team " + std::to_string(id);
-  team.sport = model::Sport::sportWithSlug("football");
-  return team;
-}
+model::Team StorageTest::team(std::int64_t id) { return values::team(id); }
 
 model::Player StorageTest::player(std::int64_t id, const std::string& sportSlug) {
-  model::Player player{.ID = id};
-  player.name = "Player " + std::to_string(id);
-  player.sport = model::Sport::sportWithSlug(sportSlug);
-  return player;
+  return values::player(id, sportSlug);
 }
 
 model::Tournament StorageTest::tournament(std::int64_t uniqueId) {
-  model::Tournament tournament{.ID = uniqueId + 1000};
-  tournament.uniqueId = uniqueId;
-  tournament.name = "League " + std::to_string(uniqueId);
-  return tournament;
+  return values::tournament(uniqueId);
 }
 
 model::UniqueTournament StorageTest::uniqueTournament(std::int64_t id) {
-  model::UniqueTournament tournament{.ID = id};
-  tournament.name = "Pinned " + std::to_string(id);
-  return tournament;
+  return values::uniqueTournament(id);
 }
 
 void StorageTest::storeOneOfEach() {

@@ -1,5 +1,7 @@
 #include "iofaults/FacadeOperation.h"
 
+#include "support/ModelValues.h"
+
 #include <condition_variable>
 #include <future>
 #include <mutex>
@@ -18,59 +20,23 @@ using IDSet = StorageManager::IDSet;
 
 // ---- Values ------------------------------------------------------------------------------------------
 
-model::Team team(std::int64_t id) {
-  model::Team team{.ID = id};
-  team.name = "Team " + std::to_string(id);
-  team.sport = model::Sport::sportWithSlug("football");
-  return team;
-}
-
-model::Player player(std::int64_t id) {
-  model::Player player{.ID = id};
-  player.name = "Player " + std::to_string(id);
-  player.sport = model::Sport::sportWithSlug("football");
-  return player;
-}
-
-model::Tournament tournament(std::int64_t uniqueId) {
-  model::Tournament tournament{.ID = uniqueId + 1000};
-  tournament.uniqueId = uniqueId;
-  tournament.name = "League " + std::to_string(uniqueId);
-  return tournament;
-}
+using testing::values::player;
+using testing::values::team;
+using testing::values::tournament;
 
 model::Event event(std::int64_t id, std::int64_t start = kNow, int status = 3,
                    std::int64_t homeTeam = 0, std::int64_t league = 0) {
-  model::Event event{.ID = id, .startTimestamp = start, .status = model::EventStatus(status)};
+  model::Event event = testing::values::event(id, start, status, homeTeam, league);
   event.statusDescription = "Event " + std::to_string(id);
-  if (homeTeam != 0) event.homeTeamOriginal = team(homeTeam);
-  if (league != 0) event.tournament = tournament(league);
   return event;
 }
 
 model::Stage stage(std::int64_t id, std::int64_t start = kNow, std::int64_t parent = 0,
                    std::int64_t uniqueStage = 0, int status = 3) {
-  model::Stage stage{.ID = id, .status = model::EventStatus(status), .startDateTimestamp = start};
-  stage.desc = "Stage " + std::to_string(id);
-  if (parent != 0) {
-    stage.stageEvent = std::make_shared<model::Stage>();
-    stage.stageEvent->ID = parent;
-    stage.stageEvent->startDateTimestamp = start;
-  }
-  if (uniqueStage != 0) {
-    model::StageSeason season;
-    season.ID = uniqueStage * 10;
-    season.uniqueStage = model::UniqueStage{.ID = uniqueStage};
-    stage.stageSeason = season;
-  }
-  return stage;
+  return testing::values::stage(id, start, parent, uniqueStage, status);
 }
 
-model::UniqueTournament pinned(std::int64_t id) {
-  model::UniqueTournament tournament{.ID = id};
-  tournament.name = "Pinned " + std::to_string(id);
-  return tournament;
-}
+model::UniqueTournament pinned(std::int64_t id) { return testing::values::uniqueTournament(id); }
 
 std::vector<MOEventScoreItem::Values> scoreItems(std::int64_t id) {
   MOEventScoreItem::Values item;
