@@ -44,18 +44,6 @@ TEST(RaceStressTest, EightThreadsLoseNothingAndLeaveEveryCacheAsItsStore) {
   }
 }
 
-TEST(RaceStressTest, TheSummaryLineGroupsItsNumbers) {
-  RaceReport report;
-  report.acknowledged = 12345;
-  RaceOptions options;
-  options.operationsPerThread = 2000;
-  EXPECT_EQ(report.summary(options),
-            "races: 8 threads × 2,000 ops, 12,345 acknowledged, 0 hung, 0 lost, 0 cache mismatches");
-  EXPECT_TRUE(report.clean());
-  report.lost = 1;
-  EXPECT_FALSE(report.clean());
-}
-
 TEST(WatchdogTest, AnOperationPastItsLimitIsReportedWithItsThreadAndName) {
   struct Seen {
     std::promise<std::string> hang;
