@@ -421,13 +421,17 @@ std::future<bool> StorageManager::pinUniqueTournament(const model::UniqueTournam
 
 void StorageManager::pinUniqueTournament(const model::UniqueTournament& tournament,
                                          BoolHandler handler) {
-  // Pinned again, it moves to the end: out first, in at the end on success.
-  cacheDefaultUniqueTournaments_->removeTournament(tournament.ID);
+  // The order of the pins is the table's (by the time each was stamped),
+  // which appending here cannot follow: two threads pinning at once commit
+  // in one order and may reach their cache update in the other, and two
+  // pins stamped with the same time come back in the table's own order.
+  // So a pin that committed makes the cache read its order again at its
+  // next use; one that failed reads it at once.
   const bool ok = runTable(false, [&](BoolHandler done) {
     DBTablePinnedUniqueTournaments::saveUniqueTournament(tournament, dbQueue(), done);
   });
   if (ok) {
-    cacheDefaultUniqueTournaments_->cacheTournament(tournament);
+    cacheDefaultUniqueTournaments_->invalidate();
   } else {
     reload(*cacheDefaultUniqueTournaments_);
   }
