@@ -120,13 +120,27 @@ bool FMDatabase::openWithFlags(int flags, const std::optional<std::string>& vfsN
   // The SQL builder writes values as double-quoted words.
   sqlite3_db_config(handle, SQLITE_DBCONFIG_DQS_DML, 1, nullptr);
   sqlite3_db_config(handle, SQLITE_DBCONFIG_DQS_DDL, 1, nullptr);
-  // A commit also syncs the directory once the rollback journal is deleted:
-  // until then a power cut could bring the journal back, and the next open
-  // would roll the reported commit back.
-  sqlite3_exec(handle, "PRAGMA synchronous = EXTRA", nullptr, nullptr, nullptr);
   db_ = std::move(owner);
+  // Tried once without waiting; a connection that could not set it yet (a
+  // lock held by another process, a file that cannot be read now) sets it
+  // before its first statement.
+  syncLevelPending_ = (flags & SQLITE_OPEN_READWRITE) != 0;
+  applyPendingSyncLevel();
   if (maxBusyRetryTimeInterval_ > 0.0) setMaxBusyRetryTimeInterval(maxBusyRetryTimeInterval_);
   isOpen_ = true;
+  return true;
+}
+
+bool FMDatabase::applyPendingSyncLevel() {
+  if (!syncLevelPending_) return true;
+  // A commit also syncs the directory once the rollback journal is deleted:
+  // until then a power cut could bring the journal back, and the next open
+  // would roll the reported commit back. Setting the level reads the schema.
+  if (sqlite3_exec(db_.get(), "PRAGMA synchronous = EXTRA", nullptr, nullptr, nullptr) !=
+      SQLITE_OK) {
+    return false;
+  }
+  syncLevelPending_ = false;
   return true;
 }
 

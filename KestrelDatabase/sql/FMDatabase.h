@@ -148,6 +148,11 @@ class FMDatabase : public std::enable_shared_from_this<FMDatabase> {
 
   // ---- Open and close ----
 
+  /// A read-write connection writes with synchronous = EXTRA. Setting it
+  /// reads the schema: when the open cannot (another process's lock, a file
+  /// that cannot be read now), each statement sets it first, waiting like any
+  /// statement, and fails with its error while it cannot, so that nothing is
+  /// ever committed at a weaker level.
   bool open();
   bool openWithFlags(int flags, const std::optional<std::string>& vfsName = std::nullopt);
   /// Closes the result sets and the statement cache, then the handle. Always
@@ -395,7 +400,7 @@ class FMDatabase : public std::enable_shared_from_this<FMDatabase> {
   bool executeUpdateImpl(std::string_view sql, std::span<const Value> array,
                          const ParameterDictionary* dictionary, FMError* error);
   /// The common start of both: open, not re-entered, traced.
-  bool mayExecute(std::string_view sql);
+  bool mayExecute(std::string_view sql, FMError* error);
   /// A cached statement not in use, or a freshly prepared one (cached when
   /// caching is on); nullptr after logging a preparation failure.
   std::shared_ptr<FMStatement> obtainStatement(std::string_view sql, FMError* error);
@@ -408,6 +413,9 @@ class FMDatabase : public std::enable_shared_from_this<FMDatabase> {
   /// The one place that logs a failed statement (and stops the process when
   /// `mayStop` and crashOnErrors are set).
   void reportError(int code, const char* message, std::string_view sql, bool mayStop);
+  /// Sets the sync level of a read-write connection unless done already;
+  /// false when SQLite refused (its error is the connection's last error).
+  bool applyPendingSyncLevel();
   static int busyHandler(void* context, int count);
   std::string pathForLog() const;
 
@@ -433,6 +441,7 @@ class FMDatabase : public std::enable_shared_from_this<FMDatabase> {
   bool checkedOut_ = false;
   bool isExecutingStatement_ = false;
   double maxBusyRetryTimeInterval_ = 2.0;
+  bool syncLevelPending_ = false;
   std::chrono::steady_clock::time_point startBusyRetryTime_{};
   std::optional<platform::DateFormatter> dateFormat_;
 };

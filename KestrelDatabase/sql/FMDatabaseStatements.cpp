@@ -112,10 +112,16 @@ std::string FMDatabase::sqlFromFormat(std::string_view format, std::vector<Value
 
 // ---- Running ----
 
-bool FMDatabase::mayExecute(std::string_view sql) {
+bool FMDatabase::mayExecute(std::string_view sql, FMError* error) {
   if (!databaseExists()) return false;
   if (isExecutingStatement_) {
     warnInUse();
+    return false;
+  }
+  if (!applyPendingSyncLevel()) {
+    const char* message = sqlite3_errmsg(db_.get());
+    if (error != nullptr) *error = FMError{FMError::kDomain, lastErrorCode(), message};
+    reportError(lastErrorCode(), message, sql, false);
     return false;
   }
   if (traceExecution_) {
@@ -129,7 +135,7 @@ std::shared_ptr<FMResultSet> FMDatabase::executeQueryImpl(std::string_view sql,
                                                           std::span<const Value> array,
                                                           const ParameterDictionary* dictionary,
                                                           FMError* error) {
-  if (!mayExecute(sql)) return nullptr;
+  if (!mayExecute(sql, error)) return nullptr;
   ExecutingScope executing(isExecutingStatement_);
 
   std::shared_ptr<FMStatement> statement = obtainStatement(sql, error);
@@ -145,7 +151,7 @@ std::shared_ptr<FMResultSet> FMDatabase::executeQueryImpl(std::string_view sql,
 
 bool FMDatabase::executeUpdateImpl(std::string_view sql, std::span<const Value> array,
                                    const ParameterDictionary* dictionary, FMError* error) {
-  if (!mayExecute(sql)) return false;
+  if (!mayExecute(sql, error)) return false;
   ExecutingScope executing(isExecutingStatement_);
 
   std::shared_ptr<FMStatement> statement = obtainStatement(sql, error);
@@ -320,6 +326,10 @@ int executeStatementsRow(void* context, int columns, char** values, char** names
 
 bool FMDatabase::executeStatements(std::string_view sql, const ExecuteStatementsCallback& block) {
   if (!databaseExists()) return false;
+  if (!applyPendingSyncLevel()) {
+    reportError(lastErrorCode(), sqlite3_errmsg(db_.get()), sql, false);
+    return false;
+  }
   const std::string text(sql);
   char* errorMessage = nullptr;
   const int rc = sqlite3_exec(db_.get(), text.c_str(), block ? &executeStatementsRow : nullptr,

@@ -93,5 +93,39 @@ TEST_F(FMDatabaseBusyTest, RetriesUntilTheLockIsReleased) {
   EXPECT_EQ(holder->intForQuery("select count(*) from t"), 1);
 }
 
+// Setting a connection's sync level reads the schema. Opened under another
+// connection's exclusive lock, a connection sets it before its first
+// statement, waiting like any statement, and never runs one at a weaker
+// level.
+TEST_F(FMDatabaseBusyTest, AConnectionOpenedUnderTheLockRunsNothingBeforeItsSyncLevelIsSet) {
+  const auto late = FMDatabase::databaseWithPath(holder->databasePath().value());
+  late->setMaxBusyRetryTimeInterval(0.3);
+  ASSERT_TRUE(late->open());
+  FMError error;
+  EXPECT_FALSE(late->executeUpdate("insert into t values (3)", &error));
+  EXPECT_EQ(error.code, SQLITE_BUSY);
+  EXPECT_EQ(logs.count("DB Query: insert into t values (3)"), 1u);
+
+  ASSERT_TRUE(holder->commit());
+  EXPECT_EQ(late->intForQuery("PRAGMA synchronous"), 3);
+  EXPECT_TRUE(late->executeUpdate("insert into t values (3)"));
+}
+
+TEST_F(FMDatabaseBusyTest, AConnectionOpenedUnderTheLockWaitsForItBeforeItsFirstStatement) {
+  const auto late = FMDatabase::databaseWithPath(holder->databasePath().value());
+  late->setMaxBusyRetryTimeInterval(60.0);
+  ASSERT_TRUE(late->open());
+  EXPECT_TRUE(sleeps.empty()) << "the open itself does not wait";
+  int level = 0;
+  std::thread reader([&] { level = late->intForQuery("PRAGMA synchronous"); });
+  {
+    std::unique_lock lock(sleepsMutex);
+    sleepsChanged.wait(lock, [] { return !sleeps.empty(); });
+  }
+  ASSERT_TRUE(holder->commit());
+  reader.join();
+  EXPECT_EQ(level, 3);
+}
+
 }  // namespace
 }  // namespace kestrel
