@@ -8,6 +8,7 @@
 
 #include <KestrelPlatform/Log.h>
 
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 
@@ -92,6 +93,41 @@ void appendNumberText(std::string& out, const Value& value) {
   }
 }
 
+// Whether SQLite turns the text of `real` written above into exactly `real`
+// in a numeric column: for the integers a real holds exactly (|x| <= 2^53).
+// Another real's text can come back a unit in the last place off: SQLite
+// scales its decimal digits in extended precision and rounds twice.
+bool textReadsExactly(double real) {
+  return std::trunc(real) == real && std::fabs(real) <= 9007199254740992.0;
+}
+
+// A finite real as an expression SQLite evaluates to exactly it, with no
+// decimal conversion: an integer of at most 53 bits made a real, then
+// multiplied or divided by powers of two of at most 2^62 (each step exact,
+// as every intermediate lies between the integer and the result).
+void appendExactReal(std::string& out, double real) {
+  int exponent = 0;
+  const double fraction = std::frexp(real, &exponent);  // real = fraction * 2^exponent
+  auto mantissa = static_cast<std::int64_t>(std::ldexp(fraction, 53));
+  exponent -= 53;
+  while (mantissa != 0 && mantissa % 2 == 0) {
+    mantissa /= 2;
+    ++exponent;
+  }
+  char digits[24];
+  out += "(CAST(";
+  out.append(digits, std::to_chars(digits, digits + sizeof digits, mantissa).ptr);
+  out += " AS REAL)";
+  for (int remaining = exponent < 0 ? -exponent : exponent; remaining > 0;) {
+    const int step = std::min(remaining, 62);
+    out += exponent < 0 ? '/' : '*';
+    out.append(digits,
+               std::to_chars(digits, digits + sizeof digits, std::int64_t{1} << step).ptr);
+    remaining -= step;
+  }
+  out += ')';
+}
+
 // Whether SQLite reads the double-quoted word of `text` at `place` as that
 // text: a double quote or NUL would end the word early, and in a SET list or
 // a condition a word naming a column (or a row id alias) reads that column.
@@ -100,10 +136,19 @@ bool readsAsQuotedWord(const TableColumns& table, std::string_view text, Place p
   return place != Place::Operand || !table.isColumnReference(text);
 }
 
-// Appends a value that passed refusalReason() at `place`.
-void appendValue(std::string& out, const TableColumns& table, const Value& value, Place place) {
+// Appends a value that passed refusalReason() at `place`, written to or
+// compared with `column`.
+void appendValue(std::string& out, const TableColumns& table, std::string_view column,
+                 const Value& value, Place place) {
   if (value.isNull()) {
     out += "NULL";
+    return;
+  }
+  // In a numeric column the text of a real is turned into a real by SQLite;
+  // where that could miss, the real is written as an exact expression.
+  if (const double* real = value.real();
+      real && std::isfinite(*real) && !textReadsExactly(*real) && table.isNumeric(column)) {
+    appendExactReal(out, *real);
     return;
   }
   if (const Value::Blob* blob = value.blob()) {
@@ -154,8 +199,9 @@ void appendValue(std::string& out, const TableColumns& table, const Value& value
 
 // The builder's value writer for the table's statements.
 auto faithfulWriter(const TableColumns& table) {
-  return [&table](std::string& sql, const Value& value, NewSQLBuilder::ValuePlace place) {
-    appendValue(sql, table, value, placeOf(place));
+  return [&table](std::string& sql, std::string_view column, const Value& value,
+                  NewSQLBuilder::ValuePlace place) {
+    appendValue(sql, table, column, value, placeOf(place));
   };
 }
 
@@ -293,7 +339,7 @@ bool appendPiece(std::string& out, const TableColumns& table,
     }
     if (!first) out += ", ";
     first = false;
-    appendValue(out, table, value, place);
+    appendValue(out, table, piece.column(), value, place);
   }
   return true;
 }

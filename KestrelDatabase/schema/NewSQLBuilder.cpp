@@ -33,7 +33,8 @@ void appendQuoted(std::string& sql, const Value& value) {
 }
 
 // The builder's own value form: the double-quoted word, wherever it stands.
-constexpr auto writeQuoted = [](std::string& sql, const Value& value, NewSQLBuilder::ValuePlace) {
+constexpr auto writeQuoted = [](std::string& sql, std::string_view /*column*/, const Value& value,
+                                NewSQLBuilder::ValuePlace) {
   appendQuoted(sql, value);
 };
 
@@ -42,7 +43,9 @@ void appendConditions(std::string& sql, const ConditionList& list,
   for (size_t i = 0; i < list.size(); ++i) {
     const Value& element = list[i];
     if (i % 4 == 2) {
-      writeValue(sql, element, NewSQLBuilder::ValuePlace::Operand);
+      const std::string* column = list[i - 2].text();
+      writeValue(sql, column ? std::string_view(*column) : std::string_view(), element,
+                 NewSQLBuilder::ValuePlace::Operand);
     } else if (i % 2 == 0) {
       appendQuoted(sql, element);  // a column
     } else {
@@ -82,7 +85,7 @@ std::string insertStatement(std::string_view verb, std::string_view tableName,
     sql += '"';
     sql += column;
     sql += '"';
-    writeValue(values, value, NewSQLBuilder::ValuePlace::Values);
+    writeValue(values, column, value, NewSQLBuilder::ValuePlace::Values);
   }
   sql += " ) VALUES ";
   sql += values;
@@ -244,7 +247,7 @@ std::optional<std::string> NewSQLBuilder::updateTable(
     first = false;
     sql += column;
     sql += " = ";
-    writeValue(sql, value, ValuePlace::Operand);
+    writeValue(sql, column, value, ValuePlace::Operand);
   }
   appendWhere(sql, list, writeValue);
   return sql;

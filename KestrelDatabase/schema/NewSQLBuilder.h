@@ -46,9 +46,11 @@ class NewSQLBuilder {
   /// no column is in scope, or in a SET list or a condition, where SQLite
   /// reads a double-quoted word that names a column as that column.
   enum class ValuePlace { Values, Operand };
-  /// Appends one value to the statement text at the given place.
-  using ValueWriter =
-      platform::FunctionRef<void(std::string& sql, const Value& value, ValuePlace place)>;
+  /// Appends one value to the statement text at the given place; `column`
+  /// is the column the value is written to or compared with ("" when a
+  /// condition's column is not a text).
+  using ValueWriter = platform::FunctionRef<void(std::string& sql, std::string_view column,
+                                                 const Value& value, ValuePlace place)>;
 
   /// "CREATE TABLE IF NOT EXISTS <name> ( <pk> PRIMARY KEY[ AUTOINCREMENT], <col> <type>...
   /// [, UNIQUE (<col>)...][, FOREIGN KEY (<col> ) REFERENCES <t>(<c>) <options>...] );"

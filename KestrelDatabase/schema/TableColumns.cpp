@@ -13,8 +13,11 @@ constexpr const char* kRowIDAliases[] = {"rowid", "oid", "_rowid_"};
 
 }  // namespace
 
-TableColumns::TableColumns(std::string tableName, const std::vector<std::string>& columnNames)
-    : tableName_(std::move(tableName)), columns_(columnNames.begin(), columnNames.end()) {
+TableColumns::TableColumns(std::string tableName, const std::vector<std::string>& columnNames,
+                           const std::vector<std::string>& numericColumns)
+    : tableName_(std::move(tableName)),
+      columns_(columnNames.begin(), columnNames.end()),
+      numeric_(numericColumns.begin(), numericColumns.end()) {
   references_ = columns_;
   references_.insert(std::begin(kRowIDAliases), std::end(kRowIDAliases));
   for (const std::string& name : references_) {
@@ -24,9 +27,20 @@ TableColumns::TableColumns(std::string tableName, const std::vector<std::string>
 
 TableColumns TableColumns::of(const NewEntityTable& description) {
   std::vector<std::string> names;
+  std::vector<std::string> numeric;
   names.reserve(description.columns().size());
-  for (const auto& column : description.columns()) names.push_back(column->columnName());
-  return TableColumns(description.tableName().value_or(""), names);
+  for (const auto& column : description.columns()) {
+    names.push_back(column->columnName());
+    const int type = column->columnDataType();
+    if (type == NewEntityColumn::kDataTypeInteger || type == NewEntityColumn::kDataTypeIntegerAlt) {
+      numeric.push_back(names.back());
+    }
+  }
+  return TableColumns(description.tableName().value_or(""), names, numeric);
+}
+
+bool TableColumns::isNumeric(std::string_view name) const {
+  return numeric_.find(name) != numeric_.end();
 }
 
 bool TableColumns::hasColumn(std::string_view name) const {

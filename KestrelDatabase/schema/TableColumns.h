@@ -5,7 +5,8 @@
 // would a text, written as a double-quoted word, read as a column instead of
 // as text (it names a column of the table or one of SQLite's row id aliases
 // "rowid", "oid" and "_rowid_"). Both compare without regard to ASCII case,
-// as SQLite compares identifiers.
+// as SQLite compares identifiers. It also knows which columns are numeric,
+// for the form of a real written to one.
 //
 // A table class keeps one instance for the life of the process:
 //   const TableColumns& DBTableX::tableColumns() {
@@ -28,9 +29,14 @@ class NewEntityTable;
 
 class TableColumns {
  public:
-  TableColumns(std::string tableName, const std::vector<std::string>& columnNames);
+  /// `numericColumns` are the columns declared with a numeric type (a
+  /// subset of `columnNames`); a real written to one of them is written in a
+  /// form SQLite reads as exactly that real.
+  TableColumns(std::string tableName, const std::vector<std::string>& columnNames,
+               const std::vector<std::string>& numericColumns = {});
 
-  /// The name and columns of a table description (an unnamed one gives "").
+  /// The name and columns of a table description (an unnamed one gives ""),
+  /// the INTEGER columns as its numeric ones.
   static TableColumns of(const NewEntityTable& description);
 
   const std::string& tableName() const { return tableName_; }
@@ -41,6 +47,9 @@ class TableColumns {
   /// Whether `text` names a column of the table or a row id alias, so that
   /// SQLite would read the double-quoted word "text" as that column.
   bool isColumnReference(std::string_view text) const;
+
+  /// Whether `name` is one of the columns declared with a numeric type.
+  bool isNumeric(std::string_view name) const;
 
   /// Hashing and equality of names without regard to ASCII case, usable
   /// with any string_view (no folded copy is made).
@@ -58,6 +67,7 @@ class TableColumns {
 
   std::string tableName_;
   NameSet columns_;
+  NameSet numeric_;
   NameSet references_;  // the columns and the row id aliases
   std::size_t longestReference_ = 0;
 };

@@ -1,6 +1,7 @@
 #include <KestrelDatabase/schema/DBTableAbstract.h>
 #include <KestrelDatabase/sql/FMDatabase.h>
 #include <KestrelDatabase/sql/FMDatabaseQueue.h>
+#include <KestrelDatabase/tables/DBTablePinnedUniqueTournaments.h>
 #include <KestrelPlatform/Log.h>
 
 #include "support/LogCapture.h"
@@ -389,6 +390,41 @@ TEST_F(DBTableAbstractTest, OneCallWritesRunCheckedStatementsAndRefusalsChangeNo
   EXPECT_TRUE(log_.lines().empty());
 }
 
+TEST_F(DBTableAbstractTest, RealsAreStoredAndMatchedExactlyInNumericColumnsAndAsShortestTextInOthers) {
+  using A = DBTableAbstract;
+  const TableColumns typed{"T", {"ID", "NAME", "CODE"}, {"ID", "CODE"}};
+  // A time of day SQLite reads one unit in the last place off as text, a
+  // fraction, the extremes (the smallest subnormal, the largest finite
+  // real, an integer beyond 64 bits) and integers a real holds exactly.
+  const double reals[] = {1739142721.649526, -0.1, 5e-324, -2.2250738585072014e-308,
+                          1.7976931348623157e308, 1.2345678901234568e20, 1152921504606846976.0, 42.0};
+  for (const double real : reals) {
+    SCOPED_TRACE(Value(real).description());
+    A::deleteRows("DELETE FROM T", queue_);
+    const auto matching = [&](const char* column) {
+      int rows = -1;
+      queue_->inDatabase([&](FMDatabase* db) {
+        rows = db->intForQuery(std::string("SELECT count(*) FROM T WHERE ") + column + " = ?", real);
+      });
+      return rows;
+    };
+    // VALUES list, SET list, condition and a formatted statement's number.
+    A::insertRow(typed, {{"ID", 1}, {"CODE", real}}, queue_);
+    A::insertRow(typed, {{"ID", 2}}, queue_);
+    A::updateRows(typed, {{"CODE", real}}, ConditionList{"ID", "=", 2}, queue_);
+    A::insertRow(typed, {{"ID", 3}}, queue_);
+    A::updateRows(typed, S("UPDATE T SET CODE = %@ WHERE ID = 3", {S::number("CODE", real)}), queue_);
+    EXPECT_EQ(matching("CODE"), 3);
+    A::updateRows(typed, {{"NAME", "hit"}}, ConditionList{"CODE", "=", real}, queue_);
+    EXPECT_EQ(rowsSeenByAnotherConnection("NAME = 'hit'"), 3);
+    // A TEXT column keeps the real's shortest text.
+    A::updateRows(typed, {{"NAME", real}}, ConditionList{"ID", "=", 1}, queue_);
+    EXPECT_EQ(rowsSeenByAnotherConnection("ID = 1 AND NAME = '" + Value(real).description() + "'"),
+              1);
+  }
+  EXPECT_TRUE(log_.lines().empty());
+}
+
 TEST(TableColumnsTest, KnowsItsColumnsAndTheRowIDAliasesWithoutRegardToASCIICase) {
   const TableColumns columns("EventTable_", {"ID", "START_DATE"});
   EXPECT_EQ(columns.tableName(), "EventTable_");
@@ -397,6 +433,11 @@ TEST(TableColumnsTest, KnowsItsColumnsAndTheRowIDAliasesWithoutRegardToASCIICase
   for (const char* reference : {"ID", "iD", "Start_Date", "ROWID", "Oid", "_rowid_"}) {
     EXPECT_TRUE(columns.isColumnReference(reference)) << reference;
   }
+  EXPECT_FALSE(columns.isNumeric("ID")) << "no column is numeric unless it is named so";
+  const TableColumns& pinned = DBTablePinnedUniqueTournaments::tableColumns();
+  EXPECT_TRUE(pinned.isNumeric("created_at_timestamp"));
+  EXPECT_TRUE(pinned.isNumeric("ID"));
+  EXPECT_FALSE(pinned.isNumeric("NAME"));
   // SQLite folds only ASCII letters in names; "İD" and "EventTable_" are no columns.
   for (const char* text : {"ID ", "İD", "EventTable_", "START", "", "rowid_"}) {
     EXPECT_FALSE(columns.isColumnReference(text)) << text;

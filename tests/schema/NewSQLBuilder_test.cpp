@@ -115,23 +115,26 @@ TEST(NewSQLBuilderTest, DeleteSelectAndUpdateTexts) {
 TEST(NewSQLBuilderTest, AValueWriterWritesEveryValueButNoNameAndKnowsWhereEachStands) {
   // The writer marks each value with where it stands; names and operators
   // stay the builder's own.
-  const auto mark = [](std::string& sql, const Value& value, B::ValuePlace place) {
+  const auto mark = [](std::string& sql, std::string_view column, const Value& value,
+                       B::ValuePlace place) {
     sql += place == B::ValuePlace::Values ? "<v:" : "<o:";
+    sql += column;
+    sql += '=';
     sql += value.description();
     sql += '>';
   };
   const ColumnValueMap map{{"ID", 7}, {"A", Value::null()}, {"NAME", "ID"}};
   EXPECT_EQ(B::insertOrReplaceInTable("T", map, mark),
-            "INSERT OR REPLACE INTO T ( \"ID\", \"NAME\" ) VALUES  ( <v:7>, <v:ID> ); ");
+            "INSERT OR REPLACE INTO T ( \"ID\", \"NAME\" ) VALUES  ( <v:ID=7>, <v:NAME=ID> ); ");
   EXPECT_EQ(B::insertInTable("T", map, mark),
-            "INSERT OR IGNORE INTO T ( \"ID\", \"NAME\" ) VALUES  ( <v:7>, <v:ID> ); ");
+            "INSERT OR IGNORE INTO T ( \"ID\", \"NAME\" ) VALUES  ( <v:ID=7>, <v:NAME=ID> ); ");
   EXPECT_EQ(B::updateTable("T", map, listOfLength(7), mark),
-            "UPDATE T SET ID = <o:7>, NAME = <o:ID> WHERE \"EVENT_ID\" = <o:5> AND \"CHANNEL_ID\" "
-            "<> <o:3>;");
+            "UPDATE T SET ID = <o:ID=7>, NAME = <o:NAME=ID> WHERE \"EVENT_ID\" = <o:EVENT_ID=5> AND "
+            "\"CHANNEL_ID\" <> <o:CHANNEL_ID=3>;");
   EXPECT_EQ(B::deleteFromTable("T", ConditionList{"NAME", "=", "x"}, mark),
-            "DELETE FROM T WHERE \"NAME\" = <o:x>;");
+            "DELETE FROM T WHERE \"NAME\" = <o:NAME=x>;");
   EXPECT_EQ(B::buildColumnsOperatorsValuesConjuntionString(listOfLength(3), mark),
-            "\"EVENT_ID\" = <o:5>");
+            "\"EVENT_ID\" = <o:EVENT_ID=5>");
   testing::LogCapture log;
   EXPECT_EQ(B::deleteFromTable("T", listOfLength(2), mark), std::nullopt);
   EXPECT_EQ(B::updateTable("T", map, listOfLength(5), mark), std::nullopt);

@@ -1,4 +1,7 @@
 #include <KestrelDatabase/tables/DBTablePinnedUniqueTournaments.h>
+#include <KestrelDatabase/sql/FMDatabase.h>
+#include <KestrelDatabase/sql/FMDatabaseQueue.h>
+#include <KestrelPlatform/Clock.h>
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -64,6 +67,20 @@ TEST_F(DBTablePinnedUniqueTournamentsTest, RowsFromBeforeTheTimeColumnComeFirst)
   ASSERT_EQ(pin(UniqueTournament{.ID = 9}), true);
   EXPECT_EQ(pinnedOrder(), (std::vector<std::int64_t>{5, 9}));
   EXPECT_EQ(pinned().front().name, "old pin");
+}
+
+TEST_F(DBTablePinnedUniqueTournamentsTest, ThePinsTimeIsStoredAsExactlyTheClocksTime) {
+  // SQLite reads the shortest text of this time one unit in the last place
+  // too high; the stamp must still be the clock's time, bit for bit.
+  constexpr double kTime = 1739142721.649526;
+  ASSERT_TRUE(platform::Clock::setFixed(kTime));
+  ASSERT_EQ(pin(UniqueTournament{.ID = 9}), true);
+  int exact = 0;
+  queue_->inDatabase([&](FMDatabase* db) {
+    exact = db->intForQuery(
+        "SELECT count(*) FROM PinnedUniqueTournamentsTable WHERE CREATED_AT_TIMESTAMP = ?", kTime);
+  });
+  EXPECT_EQ(exact, 1);
 }
 
 TEST_F(DBTablePinnedUniqueTournamentsTest, CategoryAndSportRoundTripAndAbsentPartsAreNull) {
