@@ -11,6 +11,7 @@
 #include <KestrelDatabase/tables/DBTableEvent.h>
 #include <KestrelDatabase/tables/DBTableFantasyCompetition.h>
 #include <KestrelDatabase/tables/DBTablePinnedUniqueTournaments.h>
+#include <KestrelDatabase/tables/DBTableStage.h>
 #include <KestrelDatabase/tables/DBTableTeam.h>
 #include <KestrelPlatform/Clock.h>
 #include <KestrelPlatform/DispatchQueue.h>
@@ -116,6 +117,39 @@ TEST_F(StorageManagerCacheRuleTest, AnUnmutedEventLeavesTheMutedCacheBeforeItsRo
   EXPECT_EQ(writes, 2);
   EXPECT_TRUE(storage_->isFavoriteEvent(1));
   EXPECT_FALSE(storage_->isMutedEvent(1));
+}
+
+// A fill on another thread may read the muted flag just before a write
+// clears it and install what it read after the write's own removal. The
+// observer plays that fill: inside the write's statement it puts the ID back
+// the way a fill's completion installs it. Every write that clears the flag
+// takes the ID out again once it has committed.
+TEST_F(StorageManagerCacheRuleTest, AMutedFlagAFillReadBesideTheWriteThatClearedItIsGoneAfterIt) {
+  ASSERT_TRUE(storage_->insertEvent(event(1), true).get());
+  ASSERT_TRUE(storage_->insertMutedStage(stage(2)).get());
+  ASSERT_TRUE(storage_->insertMutedStage(stage(3)).get());
+  observeWrites(DBTableEvent::kTableName, [this](std::int64_t id) {
+    DBCacheAbstract& muted = cache("DBCacheMutedEvent");
+    DBCacheAbstract::IDSet ids = muted.IDs().value_or(DBCacheAbstract::IDSet{});
+    ids.insert(id);
+    muted.setIDs(std::move(ids));
+  });
+  observeWrites(DBTableStage::kTableName, [this](std::int64_t id) {
+    auto& muted = dynamic_cast<DBCache<model::Stage>&>(cache("DBCacheMutedStage"));
+    ASSERT_TRUE(muted.dictionary() && muted.objects());
+    muted.dictionary()->insert_or_assign(id, id);  // a stage without a parent heads its group
+    auto objects = *muted.objects();
+    objects.push_back(stage(id));
+    muted.setObjects(std::move(objects));
+  });
+
+  EXPECT_TRUE(storage_->insertEvent(event(1), false).get());
+  EXPECT_TRUE(storage_->unmuteStage(2).get());
+  EXPECT_TRUE(storage_->insertStage(stage(3)).get());
+  EXPECT_FALSE(held("DBCacheMutedEvent", 1));
+  EXPECT_FALSE(storage_->isMutedEvent(1));
+  EXPECT_FALSE(storage_->isMutedStage(2));
+  EXPECT_FALSE(storage_->isMutedStage(3));
 }
 
 TEST_F(StorageManagerCacheRuleTest, AnEventEntersItsCachesOnlyAfterItsRowIsWritten) {

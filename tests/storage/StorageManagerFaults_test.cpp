@@ -9,6 +9,7 @@
 #include <KestrelDatabase/sql/FMDatabase.h>
 #include <KestrelDatabase/sql/FMDatabaseQueue.h>
 #include <KestrelDatabase/tables/DBTableEvent.h>
+#include <KestrelPlatform/Log.h>
 #include <gtest/gtest.h>
 #include <sys/mount.h>
 
@@ -18,6 +19,9 @@
 #include <filesystem>
 #include <fstream>
 #include <memory>
+#include <string_view>
+#include <optional>
+#include <future>
 #include <string>
 
 #include "storage/StorageFixture.h"
@@ -141,6 +145,37 @@ TEST_F(StorageManagerFaultsTest, ResettingTheDataAnyNumberOfTimesLeavesAWorkingE
   EXPECT_TRUE(storage_->insertEvent(event(7), true).get());
   EXPECT_TRUE(storage_->isMutedEvent(7));
   EXPECT_EQ(favouritesOnDisk(home_.path()), (IDSet{7}));
+}
+
+// While reInit starts the new connection, a cache emptied on another thread
+// still fills from the old queue (the same file), not from no queue at all,
+// which would answer "not a favourite" for a favourite. The probe runs when
+// the new queue is in place and the start has finished its transactions: a
+// table in the way of an index makes the start fail, and its failure is
+// logged at that moment.
+TEST_F(StorageManagerFaultsTest, ACacheEmptiedWhileReInitStartsTheNewQueueStillAnswersFromTheFile) {
+  ASSERT_TRUE(storage_->insertEvent(event(1), false).get());
+  storage_->dbQueue()->inDatabase([](FMDatabase* db) {
+    ASSERT_TRUE(db->executeUpdate("DROP INDEX unique_tournaments_index"));
+    ASSERT_TRUE(db->executeUpdate("CREATE TABLE unique_tournaments_index (x)"));
+  });
+  std::optional<bool> probed;
+  const platform::LogSink previous =
+      platform::setLogSink([&](std::string_view line) {
+        if (probed || line.find("ERROR: DB START FAILED") == std::string_view::npos) return;
+        auto answer = std::async(std::launch::async, [this] {
+          cache("DBCacheEvent").invalidate();
+          return storage_->isFavoriteEvent(1);
+        });
+        ASSERT_EQ(answer.wait_for(testing::kHang), std::future_status::ready);
+        probed = answer.get();
+      });
+  storage_->reInit();
+  platform::setLogSink(previous);
+
+  ASSERT_TRUE(probed.has_value()) << "the start did not fail as arranged";
+  EXPECT_TRUE(*probed);
+  EXPECT_TRUE(storage_->isFavoriteEvent(1));
 }
 
 // The same on the shared instance: a "reset my data" button pressed three
