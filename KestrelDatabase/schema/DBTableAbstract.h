@@ -37,7 +37,11 @@
 //     stays a word there.
 //   - Integers and finite doubles keep their word ("42", "1.5"); an infinite
 //     double is written as a literal SQLite reads as infinite (9e999), a blob
-//     as X'<its bytes>'.
+//     as X'<its bytes>'. A double written to or compared with a numeric
+//     column of the table (TableColumns::isNumeric), other than an integer
+//     of at most 53 bits, is written in every place as an exact expression,
+//     (CAST(<53-bit integer> AS REAL)/<power of two>...), as SQLite's reading
+//     of its decimal text can land one unit in the last place off.
 //   - A formatted statement's bare number is written as it is (the null
 //     marker as NULL, a text as a literal); a value between single quotes
 //     ('%@') as '<value>', or as the CAST form when it holds a NUL.
