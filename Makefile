@@ -40,9 +40,14 @@ test-asan: deps
 	@cmake --build --preset asan -j $(JOBS)
 	@ctest --preset asan -j $(JOBS)
 
+# Only what the ThreadSanitizer run executes is built: the test executables
+# of those labels and everything under tests/reliability.
+TSAN_TARGETS ?= kestrel_platform_tests kestrel_platform_objectstore_tests kestrel_sql_tests \
+	kestrel_caches_tests kestrel_storage_tests kestrel_objectstore_tests
 test-tsan: deps
 	@cmake --preset tsan $(CMAKE_FLAGS) -DKESTREL_BUILD_TOOL=OFF -DKESTREL_BUILD_EXAMPLES=OFF >/dev/null
-	@cmake --build --preset tsan -j $(JOBS)
+	@cmake --build --preset tsan -j $(JOBS) --target $(TSAN_TARGETS)
+	@$(MAKE) --no-print-directory -C build/tsan/tests/reliability -j $(JOBS)
 	@ctest --preset tsan -j $(JOBS) $(TSAN_TESTS)
 
 # The full forms of the reliability harnesses, one summary line each.
