@@ -56,12 +56,8 @@ int main(int argc, char** argv) {
       return usage("bad option " + option + " " + value);
     }
   }
-  if (ownHome) {
-    const auto home = kestrel::reliability::newTemporaryFolder("kestrel-locks-");
-    if (!home) return usage("cannot make a temporary home");
-    options.home = *home;
-  } else if (!kestrel::reliability::isEmptyFolder(options.home)) {
-    return usage("--home must be an empty (or new) folder");
+  if (const auto problem = kestrel::reliability::prepareHome(options.home, ownHome, "kestrel-locks-")) {
+    return usage(*problem);
   }
   std::printf("lock contention: seed %llu, %d holds, busy waits %lld ms, home %s\n",
               static_cast<unsigned long long>(options.seed), options.holds,

@@ -54,12 +54,8 @@ int main(int argc, char** argv) {
       return usage(("bad option " + option + " " + value).c_str());
     }
   }
-  if (ownHome) {
-    const auto home = kestrel::reliability::newTemporaryFolder("kestrel-races-");
-    if (!home) return usage("cannot make a temporary home");
-    options.home = *home;
-  } else if (!kestrel::reliability::isEmptyFolder(options.home)) {
-    return usage("--home must be an empty (or new) folder");
+  if (const auto problem = kestrel::reliability::prepareHome(options.home, ownHome, "kestrel-races-")) {
+    return usage(problem->c_str());
   }
   std::printf("races: seed %llu, %d threads x %d ops, home %s\n",
               static_cast<unsigned long long>(options.seed), options.threads,

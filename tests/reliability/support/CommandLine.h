@@ -53,4 +53,19 @@ inline bool isEmptyFolder(const std::filesystem::path& folder) {
   return !error && std::filesystem::is_empty(folder, error) && !error;
 }
 
+/// Makes `home` ready for a harness: a new temporary folder named after
+/// `prefix` when the harness owns its home, else the given folder, which
+/// must be empty (or new). What is wrong, or nothing.
+inline std::optional<std::string> prepareHome(std::filesystem::path& home, bool ownHome,
+                                              const std::string& prefix) {
+  if (!ownHome) {
+    if (!isEmptyFolder(home)) return "--home must be an empty (or new) folder";
+    return std::nullopt;
+  }
+  const auto folder = newTemporaryFolder(prefix);
+  if (!folder) return "cannot make a temporary home";
+  home = *folder;
+  return std::nullopt;
+}
+
 }  // namespace kestrel::reliability
